@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "core/Duration.h"
+
+namespace orv {
+
+// Converts Mach absolute-time ticks (what rusage reports CPU time in) to
+// nanoseconds: 1/1 on Intel Macs, commonly 125/3 on Apple silicon.
+struct MachTimebase {
+    uint64_t numer = 1;
+    uint64_t denom = 1;
+
+    // A failed mach_timebase_info leaves zeros; each part is at least 1.
+    static MachTimebase fromRaw(uint64_t numer, uint64_t denom) {
+        return {numer < 1 ? 1 : numer, denom < 1 ? 1 : denom};
+    }
+
+    // (ticks / denom) × numer + ((ticks mod denom) × numer) / denom: the split
+    // keeps the product in range; an overflow that remains is fatal.
+    uint64_t nanoseconds(uint64_t ticks) const;
+
+    // The CPU time of `ticks`, clamped to 2^63−1 nanoseconds.
+    Duration duration(uint64_t ticks) const;
+};
+
+}  // namespace orv

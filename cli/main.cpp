@@ -1,0 +1,20 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "cli/CommandRegistry.h"
+
+int main(int argc, char** argv) {
+    CLI::App app{"orvantine: what this machine is doing, process by process"};
+    app.require_subcommand(1);
+    orv::cli::installCommands(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "orvantine: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,34 @@
+# Every dependency comes from Debian's packages (see ./dev for the list).
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+find_package(Boost 1.81 REQUIRED COMPONENTS json)
+add_library(orvantine::boost INTERFACE IMPORTED)
+target_link_libraries(orvantine::boost INTERFACE Boost::json Boost::headers)
+
+find_package(simdjson REQUIRED)
+add_library(orvantine::simdjson INTERFACE IMPORTED)
+target_link_libraries(orvantine::simdjson INTERFACE simdjson::simdjson)
+
+find_package(fmt REQUIRED)
+add_library(orvantine::fmt INTERFACE IMPORTED)
+target_link_libraries(orvantine::fmt INTERFACE fmt::fmt)
+
+find_package(CLI11 REQUIRED)
+
+if(APPLE)
+  find_library(CORE_FOUNDATION CoreFoundation REQUIRED)
+  find_library(IOKIT IOKit REQUIRED)
+  find_library(SYSTEM_CONFIGURATION SystemConfiguration REQUIRED)
+  set(ORVANTINE_CORE_PLATFORM_LIBS ${CORE_FOUNDATION} Threads::Threads)
+  set(ORVANTINE_PRIVATEAPIS_PLATFORM_LIBS ${CORE_FOUNDATION} ${IOKIT} objc)
+  set(ORVANTINE_SAMPLING_PLATFORM_LIBS ${CORE_FOUNDATION} ${IOKIT} ${SYSTEM_CONFIGURATION})
+else()
+  pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+  pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+  pkg_check_modules(MNL REQUIRED IMPORTED_TARGET libmnl)
+  find_package(ICU REQUIRED COMPONENTS uc i18n)
+  set(ORVANTINE_CORE_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::PLIST ICU::uc ICU::i18n Threads::Threads)
+  set(ORVANTINE_PRIVATEAPIS_PLATFORM_LIBS PkgConfig::SYSTEMD ${CMAKE_DL_LIBS})
+  set(ORVANTINE_SAMPLING_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::MNL ICU::uc ICU::i18n ${CMAKE_DL_LIBS})
+endif()

@@ -1,0 +1,425 @@
+#pragma once
+
+// The one JSON coding of every record, matching what a Swift Codable peer
+// writes and reads with default settings:
+// - a record (a struct described with BOOST_DESCRIBE_STRUCT) is an object
+//   keyed by its field names; absent optionals are left out, and on reading
+//   a missing key or null both mean absent; unknown keys are ignored;
+// - a Date is a number of seconds since 2001-01-01T00:00:00Z;
+// - a Duration is [high, low] of its 128-bit attosecond count;
+// - an enumeration (BOOST_DESCRIBE_ENUM) is its raw value, the case name
+//   unless a Coder specialisation says otherwise;
+// - an enumeration with payloads is a std::variant of case structs, each
+//   with a `caseName`, written as {"<case>": {<payload fields>}};
+// - a map keyed by strings is an object, any other map a flat array
+//   alternating key and value.
+// Writing builds a Boost.JSON value; reading walks a simdjson DOM, whose
+// number parser is exact (a date must compare equal after a round trip).
+
+#include <boost/describe.hpp>
+#include <boost/json/monotonic_resource.hpp>
+#include <boost/json/serialize.hpp>
+#include <boost/json/value.hpp>
+#include <boost/mp11/algorithm.hpp>
+#include <cmath>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+#include <simdjson.h>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_map>
+#include <unordered_set>
+#include <variant>
+#include <vector>
+
+#include "core/Date.h"
+#include "core/DecodingError.h"
+#include "core/Duration.h"
+
+namespace orv::json {
+
+using Element = simdjson::dom::element;
+
+// Where a decoder is in the document, kept as a chain on the stack so that it
+// costs nothing until an error names it.
+struct CodingPath {
+    const CodingPath* parent = nullptr;
+    std::string_view key;
+    size_t index = 0;
+    bool isIndex = false;
+
+    CodingPath child(std::string_view k) const { return {this, k, 0, false}; }
+    CodingPath child(size_t i) const { return {this, {}, i, true}; }
+    std::string render() const;
+};
+
+[[noreturn]] void throwTypeMismatch(const CodingPath& path, std::string_view expected, Element found);
+[[noreturn]] void throwKeyNotFound(const CodingPath& path, std::string_view key);
+[[noreturn]] void throwValueNotFound(const CodingPath& path, std::string_view expected);
+[[noreturn]] void throwDataCorrupted(const CodingPath& path, std::string description);
+[[noreturn]] void throwInvalidCaseCount(const CodingPath& path);
+
+// Specialise for a type whose wire form is not the generic one:
+//   static void encode(const T&, boost::json::value& out);
+//   static T decode(Element, const CodingPath&);
+template <class T>
+struct Coder;
+
+template <class T>
+concept HasCoder = requires(const T& v, boost::json::value& out, Element e, const CodingPath& p) {
+    Coder<T>::encode(v, out);
+    { Coder<T>::decode(e, p) } -> std::same_as<T>;
+};
+
+template <class T>
+concept DescribedRecord = boost::describe::has_describe_members<T>::value && std::is_class_v<T>;
+
+template <class T>
+concept DescribedEnum = boost::describe::has_describe_enumerators<T>::value;
+
+template <class T>
+concept PayloadCase = DescribedRecord<T> && requires { { T::caseName } -> std::convertible_to<std::string_view>; };
+
+namespace detail {
+template <class T> struct IsOptional : std::false_type {};
+template <class T> struct IsOptional<std::optional<T>> : std::true_type {};
+template <class T> struct IsSequence : std::false_type {};
+template <class T, class A> struct IsSequence<std::vector<T, A>> : std::true_type {};
+template <class T> struct IsSet : std::false_type {};
+template <class T, class C, class A> struct IsSet<std::set<T, C, A>> : std::true_type {};
+template <class T, class H, class E, class A> struct IsSet<std::unordered_set<T, H, E, A>> : std::true_type {};
+template <class T> struct IsMap : std::false_type {};
+template <class K, class V, class C, class A> struct IsMap<std::map<K, V, C, A>> : std::true_type {};
+template <class K, class V, class H, class E, class A> struct IsMap<std::unordered_map<K, V, H, E, A>> : std::true_type {};
+template <class T> struct IsPayloadEnum : std::false_type {};
+template <class... Cs> struct IsPayloadEnum<std::variant<Cs...>> : std::bool_constant<(PayloadCase<Cs> && ...)> {};
+
+template <class T> constexpr std::string_view typeName() {
+    if constexpr (std::is_same_v<T, bool>) return "Bool";
+    else if constexpr (std::is_same_v<T, int8_t>) return "Int8";
+    else if constexpr (std::is_same_v<T, int16_t>) return "Int16";
+    else if constexpr (std::is_same_v<T, int32_t>) return "Int32";
+    else if constexpr (std::is_same_v<T, int64_t>) return "Int64";
+    else if constexpr (std::is_same_v<T, uint8_t>) return "UInt8";
+    else if constexpr (std::is_same_v<T, uint16_t>) return "UInt16";
+    else if constexpr (std::is_same_v<T, uint32_t>) return "UInt32";
+    else if constexpr (std::is_same_v<T, uint64_t>) return "UInt64";
+    else if constexpr (std::is_floating_point_v<T>) return "Double";
+    else if constexpr (std::is_same_v<T, std::string>) return "String";
+    else if constexpr (IsSequence<T>::value || IsSet<T>::value) return "Array<Any>";
+    else return "Dictionary<String, Any>";
+}
+
+std::string describeNumber(Element e);
+}  // namespace detail
+
+// ---------------------------------------------------------------- encoding
+
+template <class T>
+void encodeInto(const T& value, boost::json::value& out);
+
+template <DescribedRecord T>
+void encodeFields(const T& value, boost::json::object& object) {
+    boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>([&](auto member) {
+        const auto& field = value.*member.pointer;
+        using Field = std::remove_cvref_t<decltype(field)>;
+        if constexpr (detail::IsOptional<Field>::value) {
+            if (!field) return;  // absent optionals are left out, never null
+            encodeInto(*field, object[member.name]);
+        } else {
+            encodeInto(field, object[member.name]);
+        }
+    });
+}
+
+template <class T>
+void encodeInto(const T& value, boost::json::value& out) {
+    if constexpr (HasCoder<T>) {
+        Coder<T>::encode(value, out);
+    } else if constexpr (std::is_same_v<T, bool>) {
+        out = value;
+    } else if constexpr (std::is_integral_v<T> && std::is_signed_v<T>) {
+        out = static_cast<int64_t>(value);
+    } else if constexpr (std::is_integral_v<T>) {
+        out = static_cast<uint64_t>(value);
+    } else if constexpr (std::is_floating_point_v<T>) {
+        out = static_cast<double>(value);
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        out = boost::json::string_view(value);
+    } else if constexpr (detail::IsOptional<T>::value) {
+        if (value) encodeInto(*value, out);
+        else out = nullptr;
+    } else if constexpr (detail::IsSequence<T>::value || detail::IsSet<T>::value) {
+        auto& array = out.emplace_array();
+        array.reserve(value.size());
+        for (const auto& element : value) encodeInto(element, array.emplace_back(nullptr));
+    } else if constexpr (detail::IsMap<T>::value) {
+        using Key = typename T::key_type;
+        if constexpr (std::is_same_v<Key, std::string>) {
+            auto& object = out.emplace_object();
+            for (const auto& [k, v] : value) encodeInto(v, object[k]);
+        } else {
+            auto& array = out.emplace_array();
+            array.reserve(value.size() * 2);
+            for (const auto& [k, v] : value) {
+                encodeInto(k, array.emplace_back(nullptr));
+                encodeInto(v, array.emplace_back(nullptr));
+            }
+        }
+    } else if constexpr (DescribedEnum<T>) {
+        const char* name = boost::describe::enum_to_string(value, nullptr);
+        out = boost::json::string_view(name ? name : "");
+    } else if constexpr (detail::IsPayloadEnum<T>::value) {
+        auto& object = out.emplace_object();
+        std::visit([&](const auto& c) {
+            using Case = std::remove_cvref_t<decltype(c)>;
+            encodeFields(c, object[Case::caseName].emplace_object());
+        }, value);
+    } else if constexpr (DescribedRecord<T>) {
+        encodeFields(value, out.emplace_object());
+    } else {
+        static_assert(sizeof(T) == 0, "no JSON coding for this type");
+    }
+}
+
+template <class T>
+boost::json::value toJsonValue(const T& value, boost::json::storage_ptr storage = {}) {
+    boost::json::value out(std::move(storage));
+    encodeInto(value, out);
+    return out;
+}
+
+// The compact JSON text of a value.
+template <class T>
+std::string encode(const T& value) {
+    boost::json::monotonic_resource arena;
+    return boost::json::serialize(toJsonValue(value, &arena));
+}
+
+// ---------------------------------------------------------------- decoding
+
+template <class T>
+T decodeFrom(Element e, const CodingPath& path);
+
+template <class T>
+T decodeInteger(Element e, const CodingPath& path) {
+    using Limits = std::numeric_limits<T>;
+    switch (e.type()) {
+        case simdjson::dom::element_type::INT64: {
+            int64_t v = int64_t(e);
+            if constexpr (std::is_signed_v<T>) {
+                if (v >= int64_t(Limits::min()) && v <= int64_t(Limits::max())) return T(v);
+            } else {
+                if (v >= 0 && uint64_t(v) <= uint64_t(Limits::max())) return T(v);
+            }
+            break;
+        }
+        case simdjson::dom::element_type::UINT64: {
+            uint64_t v = uint64_t(e);
+            if (v <= uint64_t(Limits::max())) return T(v);
+            break;
+        }
+        case simdjson::dom::element_type::DOUBLE: {
+            // A whole number written with a fraction or an exponent is still
+            // that number, as the Swift decoder reads it.
+            double v = double(e);
+            if (std::trunc(v) == v && v >= double(Limits::min()) && v < std::ldexp(1.0, Limits::digits)) return T(v);
+            break;
+        }
+        default:
+            throwTypeMismatch(path, detail::typeName<T>(), e);
+    }
+    throwDataCorrupted(path, "Parsed JSON number <" + detail::describeNumber(e) + "> does not fit in " +
+                                 std::string(detail::typeName<T>()) + ".");
+}
+
+template <DescribedRecord T>
+void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) {
+    boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>([&](auto member) {
+        auto& field = out.*member.pointer;
+        using Field = std::remove_cvref_t<decltype(field)>;
+        Element child;
+        bool present = !object.at_key(member.name).get(child) && !child.is_null();
+        if constexpr (detail::IsOptional<Field>::value) {
+            if (present) field = decodeFrom<typename Field::value_type>(child, path.child(member.name));
+            else field.reset();
+        } else {
+            if (!present) {
+                Element probe;
+                if (object.at_key(member.name).get(probe)) throwKeyNotFound(path, member.name);
+                throwValueNotFound(path.child(member.name), detail::typeName<Field>());
+            }
+            field = decodeFrom<Field>(child, path.child(member.name));
+        }
+    });
+}
+
+template <class T>
+simdjson::dom::object expectObject(Element e, const CodingPath& path) {
+    simdjson::dom::object object;
+    if (e.get_object().get(object)) throwTypeMismatch(path, detail::typeName<T>(), e);
+    return object;
+}
+
+template <class T>
+simdjson::dom::array expectArray(Element e, const CodingPath& path) {
+    simdjson::dom::array array;
+    if (e.get_array().get(array)) throwTypeMismatch(path, "Array<Any>", e);
+    return array;
+}
+
+template <class Variant, size_t I = 0>
+bool decodeCase(std::string_view name, Element value, const CodingPath& path, Variant& out) {
+    if constexpr (I == std::variant_size_v<Variant>) {
+        return false;
+    } else {
+        using Case = std::variant_alternative_t<I, Variant>;
+        if (name == std::string_view(Case::caseName)) {
+            Case c{};
+            decodeFields(expectObject<Case>(value, path), path, c);
+            out = std::move(c);
+            return true;
+        }
+        return decodeCase<Variant, I + 1>(name, value, path, out);
+    }
+}
+
+template <class Variant, size_t I = 0>
+constexpr bool isCaseName(std::string_view name) {
+    if constexpr (I == std::variant_size_v<Variant>) return false;
+    else return name == std::string_view(std::variant_alternative_t<I, Variant>::caseName) || isCaseName<Variant, I + 1>(name);
+}
+
+template <class T>
+T decodeFrom(Element e, const CodingPath& path) {
+    if constexpr (HasCoder<T>) {
+        return Coder<T>::decode(e, path);
+    } else if constexpr (std::is_same_v<T, bool>) {
+        bool v;
+        if (e.get_bool().get(v)) throwTypeMismatch(path, "Bool", e);
+        return v;
+    } else if constexpr (std::is_integral_v<T>) {
+        return decodeInteger<T>(e, path);
+    } else if constexpr (std::is_floating_point_v<T>) {
+        switch (e.type()) {
+            case simdjson::dom::element_type::DOUBLE: return T(double(e));
+            case simdjson::dom::element_type::INT64: return T(int64_t(e));
+            case simdjson::dom::element_type::UINT64: return T(uint64_t(e));
+            default: throwTypeMismatch(path, "Double", e);
+        }
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        std::string_view v;
+        if (e.get_string().get(v)) throwTypeMismatch(path, "String", e);
+        return std::string(v);
+    } else if constexpr (detail::IsOptional<T>::value) {
+        if (e.is_null()) return std::nullopt;
+        return decodeFrom<typename T::value_type>(e, path);
+    } else if constexpr (detail::IsSequence<T>::value || detail::IsSet<T>::value) {
+        auto array = expectArray<T>(e, path);
+        T out;
+        if constexpr (detail::IsSequence<T>::value) out.reserve(array.size());
+        size_t i = 0;
+        for (Element item : array) {
+            auto value = decodeFrom<typename T::value_type>(item, path.child(i++));
+            if constexpr (detail::IsSequence<T>::value) out.push_back(std::move(value));
+            else out.insert(std::move(value));
+        }
+        return out;
+    } else if constexpr (detail::IsMap<T>::value) {
+        using Key = typename T::key_type;
+        using Value = typename T::mapped_type;
+        T out;
+        if constexpr (std::is_same_v<Key, std::string>) {
+            for (auto field : expectObject<T>(e, path)) {
+                out.emplace(std::string(field.key), decodeFrom<Value>(field.value, path.child(field.key)));
+            }
+        } else {
+            auto array = expectArray<T>(e, path);
+            if (array.size() % 2 != 0) {
+                throwDataCorrupted(path, "Expected collection of key-value pairs; encountered odd-length array instead.");
+            }
+            size_t i = 0;
+            for (auto it = array.begin(); it != array.end(); ++it, i += 2) {
+                Key key = decodeFrom<Key>(*it, path.child(i));
+                ++it;
+                out.insert_or_assign(std::move(key), decodeFrom<Value>(*it, path.child(i + 1)));
+            }
+        }
+        return out;
+    } else if constexpr (DescribedEnum<T>) {
+        std::string_view raw;
+        if (e.get_string().get(raw)) throwTypeMismatch(path, "String", e);
+        T out{};
+        if (!boost::describe::enum_from_string(std::string(raw).c_str(), out)) {
+            throwDataCorrupted(path, "Cannot initialize enumeration from invalid String value " + std::string(raw));
+        }
+        return out;
+    } else if constexpr (detail::IsPayloadEnum<T>::value) {
+        // Only keys that name a case count, as in Swift's keyed containers.
+        auto object = expectObject<T>(e, path);
+        std::string_view chosen;
+        Element payload;
+        size_t cases = 0;
+        for (auto field : object) {
+            if (isCaseName<T>(field.key)) {
+                ++cases;
+                chosen = field.key;
+                payload = field.value;
+            }
+        }
+        if (cases != 1) throwInvalidCaseCount(path);
+        T out;
+        decodeCase(chosen, payload, path.child(chosen), out);
+        return out;
+    } else if constexpr (DescribedRecord<T>) {
+        T out{};
+        decodeFields(expectObject<T>(e, path), path, out);
+        return out;
+    } else {
+        static_assert(sizeof(T) == 0, "no JSON coding for this type");
+    }
+}
+
+// Parses `text` and decodes it as T; throws DecodingError on malformed JSON
+// or on a document that does not fit T.
+Element parseDocument(std::string_view text);
+
+template <class T>
+T decode(std::string_view text) {
+    return decodeFrom<T>(parseDocument(text), CodingPath{});
+}
+
+// ---------------------------------------------------------------- bespoke forms
+
+template <>
+struct Coder<Date> {
+    static void encode(const Date& d, boost::json::value& out) { out = d.secondsSinceReferenceDate; }
+    static Date decode(Element e, const CodingPath& path) { return Date{decodeFrom<double>(e, path)}; }
+};
+
+template <>
+struct Coder<Duration> {
+    static void encode(const Duration& d, boost::json::value& out) {
+        auto& array = out.emplace_array();
+        array.emplace_back(d.high());
+        array.emplace_back(d.low());
+    }
+    static Duration decode(Element e, const CodingPath& path) {
+        auto array = expectArray<Duration>(e, path);
+        if (array.size() != 2) {
+            throwDataCorrupted(path, "Expected an array of two integers (high, low) for a duration.");
+        }
+        auto it = array.begin();
+        int64_t high = decodeInteger<int64_t>(*it, path.child(size_t(0)));
+        ++it;
+        uint64_t low = decodeInteger<uint64_t>(*it, path.child(size_t(1)));
+        return Duration::fromParts(high, low);
+    }
+};
+
+}  // namespace orv::json
