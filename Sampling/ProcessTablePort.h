@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/Date.h"
+#include "core/Duration.h"
+
+namespace orv {
+
+// One row of the kernel's process table, as much as the sampler keeps.
+struct ProcessTableRow {
+    int32_t pid = 0;
+    int32_t parentPID = 0;
+    uint32_t uid = 0;  // effective user
+    // The kernel's own start stamp, exact and stable for the life of the
+    // process (macOS: microseconds since the epoch; Linux: clock ticks since
+    // boot). With the pid it names one process instance.
+    uint64_t startStamp = 0;
+    Date start;
+    bool isZombie = false;
+    // The short command name's bytes up to the first NUL; may be invalid UTF-8.
+    char command[64] = {};
+    uint8_t commandLength = 0;
+    // The port's own index for this row's later reads.
+    uint32_t slot = 0;
+
+    std::string_view commandName() const { return {command, commandLength}; }
+    void setCommandName(std::string_view name);
+};
+
+// Cumulative usage of one process; zero where a figure was not read.
+struct ProcessUsage {
+    Duration cpuTime;
+    uint64_t footprintBytes = 0;
+    uint64_t diskReadBytes = 0;
+    uint64_t diskWriteBytes = 0;
+    uint64_t energyNJ = 0;
+    uint64_t wakeups = 0;
+};
+
+enum class UsageRead {
+    complete,    // every figure read
+    incomplete,  // a read failed; what was read is kept, ask again next time
+    refused,     // the kernel refused (EPERM/EACCES); never ask this instance again
+    vanished,    // the process exited between listing and reading: skip it
+};
+
+// The platform's reads for ProcessSampler. Implementations: the sysctl and
+// libproc port on macOS, the /proc port on Linux, fakes in tests.
+class ProcessTablePort {
+public:
+    virtual ~ProcessTablePort() = default;
+
+    // The live process table in kernel order; valid until the next call.
+    // An unreadable table is an empty one.
+    virtual std::span<const ProcessTableRow> readTable() = 0;
+
+    // The executable's path as raw bytes, or nothing when it cannot be read.
+    virtual std::optional<std::string> executablePath(const ProcessTableRow& row) = 0;
+
+    // Reads the usage figures into `usage` (zero-filled by the caller).
+    // `refusedBefore` is true for an instance that was refused earlier: the
+    // port then makes no call that was refused (macOS makes none at all).
+    virtual UsageRead readUsage(const ProcessTableRow& row, bool refusedBefore, ProcessUsage& usage) = 0;
+
+    // A command name of this many bytes or more may have been cut by the
+    // kernel (16 on macOS, 15 on Linux).
+    virtual size_t truncatedNameLength() const = 0;
+};
+
+// The platform's port. On Linux it reads below `root` ("/" normally, a
+// fixture tree in tests); macOS ignores it.
+std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root = "/");
+
+}  // namespace orv
