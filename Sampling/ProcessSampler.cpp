@@ -1,0 +1,98 @@
+#include "Sampling/ProcessSampler.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/Utf8.h"
+
+namespace orv {
+
+void ProcessTableRow::setCommandName(std::string_view name) {
+    commandLength = static_cast<uint8_t>(std::min(name.size(), sizeof(command)));
+    std::memcpy(command, name.data(), commandLength);
+}
+
+ProcessSampler::ProcessSampler(std::unique_ptr<ProcessTablePort> port, SamplingExecutor& executor)
+    : port_(std::move(port)), executor_(executor) {}
+
+std::future<std::vector<ProcessReading>> ProcessSampler::sample() { return sample(PidSet{}); }
+
+std::future<std::vector<ProcessReading>> ProcessSampler::sample(const PidSet& skippingUsageFor) {
+    return executor_.run([this, skip = skippingUsageFor] { return sampleNow(skip); });
+}
+
+const ProcessSampler::Identity& ProcessSampler::identity(const ProcessTableRow& row, const Key& key) {
+    auto found = identities_.find(key);
+    if (found != identities_.end()) return found->second;
+
+    Identity identity;
+    if (auto raw = port_->executablePath(row); raw && !raw->empty() && isValidUtf8(*raw)) {
+        identity.path = std::move(*raw);
+    }
+    identity.name = repairUtf8(row.commandName());
+    // The kernel cuts command names; a name that reaches the cut comes from
+    // the executable's file name instead, when there is one.
+    if (row.commandName().size() >= port_->truncatedNameLength() && identity.path) {
+        std::string_view path = *identity.path;
+        while (!path.empty() && path.back() == '/') path.remove_suffix(1);
+        auto slash = path.rfind('/');
+        std::string_view last = slash == std::string_view::npos ? path : path.substr(slash + 1);
+        if (!last.empty()) identity.name = std::string(last);
+    }
+    return identities_.emplace(key, std::move(identity)).first->second;
+}
+
+std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsageFor) {
+    auto rows = port_->readTable();
+    std::vector<ProcessReading> readings;
+    readings.reserve(rows.size());
+    seen_.clear();
+    seen_.reserve(rows.size());
+
+    for (const auto& row : rows) {
+        if (row.isZombie || row.pid < 0) continue;
+        Key key{row.pid, row.startStamp};
+
+        ProcessUsage usage;
+        UsageRead outcome = UsageRead::incomplete;
+        if (!skippingUsageFor.contains(row.pid)) {
+            bool refusedBefore = refused_.contains(key);
+            outcome = port_->readUsage(row, refusedBefore, usage);
+            if (outcome == UsageRead::vanished) continue;
+            if (outcome == UsageRead::refused) {
+                refused_.insert(key);
+            } else if (refusedBefore && outcome == UsageRead::complete) {
+                outcome = UsageRead::incomplete;  // a refused instance is never complete
+            }
+        }
+        seen_.insert(key);
+
+        const Identity& id = identity(row, key);
+        ProcessReading& r = readings.emplace_back();
+        r.pid = row.pid;
+        r.parentPID = row.parentPID;
+        r.uid = row.uid;
+        r.name = id.name;
+        r.executablePath = id.path;
+        r.startTime = row.start;
+        r.cpuTime = usage.cpuTime;
+        r.footprintBytes = usage.footprintBytes;
+        r.diskReadBytes = usage.diskReadBytes;
+        r.diskWriteBytes = usage.diskWriteBytes;
+        r.energyNJ = usage.energyNJ;
+        r.isComplete = outcome == UsageRead::complete;
+        r.wakeups = usage.wakeups;
+    }
+
+    // Trim the caches in bulk, only once they are well past the live
+    // population, so that steady state does no pruning work at all.
+    if (identities_.size() > 2 * seen_.size()) {
+        std::erase_if(identities_, [this](const auto& entry) { return !seen_.contains(entry.first); });
+    }
+    if (refused_.size() > seen_.size()) {
+        std::erase_if(refused_, [this](const Key& key) { return !seen_.contains(key); });
+    }
+    return readings;
+}
+
+}  // namespace orv

@@ -1,0 +1,101 @@
+// The macOS process table: sysctl KERN_PROC_ALL for the rows, proc_pidpath
+// for paths and proc_pid_rusage (RUSAGE_INFO_V6) for usage. Only the calls
+// live here; the bytes are decoded by portable code.
+#include <errno.h>
+#include <libproc.h>
+#include <mach/mach_time.h>
+#include <sys/resource.h>
+#include <sys/sysctl.h>
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "Sampling/KinfoProcTable.h"
+#include "Sampling/MachTimebase.h"
+#include "Sampling/ProcessTablePort.h"
+#include "Sampling/RusageInfo.h"
+
+namespace orv {
+
+static_assert(sizeof(kinfo_proc) == KinfoProcLayout::rowSize);
+static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_sec) == KinfoProcLayout::startSeconds);
+static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_usec) == KinfoProcLayout::startMicroseconds);
+static_assert(offsetof(kinfo_proc, kp_proc.p_stat) == KinfoProcLayout::state);
+static_assert(offsetof(kinfo_proc, kp_proc.p_pid) == KinfoProcLayout::pid);
+static_assert(offsetof(kinfo_proc, kp_proc.p_comm) == KinfoProcLayout::command);
+static_assert(sizeof(kinfo_proc::kp_proc.p_comm) == KinfoProcLayout::commandSize);
+static_assert(offsetof(kinfo_proc, kp_eproc.e_ucred.cr_uid) == KinfoProcLayout::effectiveUID);
+static_assert(offsetof(kinfo_proc, kp_eproc.e_ppid) == KinfoProcLayout::parentPID);
+static_assert(SZOMB == KinfoProcLayout::zombieState);
+
+static_assert(sizeof(rusage_info_v6) == RusageInfoLayout::size);
+static_assert(offsetof(rusage_info_v6, ri_user_time) == RusageInfoLayout::userTime);
+static_assert(offsetof(rusage_info_v6, ri_system_time) == RusageInfoLayout::systemTime);
+static_assert(offsetof(rusage_info_v6, ri_pkg_idle_wkups) == RusageInfoLayout::idleWakeups);
+static_assert(offsetof(rusage_info_v6, ri_interrupt_wkups) == RusageInfoLayout::interruptWakeups);
+static_assert(offsetof(rusage_info_v6, ri_phys_footprint) == RusageInfoLayout::physFootprint);
+static_assert(offsetof(rusage_info_v6, ri_diskio_bytesread) == RusageInfoLayout::diskBytesRead);
+static_assert(offsetof(rusage_info_v6, ri_diskio_byteswritten) == RusageInfoLayout::diskBytesWritten);
+static_assert(offsetof(rusage_info_v6, ri_billed_energy) == RusageInfoLayout::billedEnergy);
+
+namespace {
+
+class DarwinProcessTablePort final : public ProcessTablePort {
+public:
+    DarwinProcessTablePort() {
+        mach_timebase_info_data_t info{};
+        mach_timebase_info(&info);  // a failed call leaves zeros, read as 1/1
+        timebase_ = MachTimebase::fromRaw(info.numer, info.denom);
+    }
+
+    std::span<const ProcessTableRow> readTable() override {
+        size_t count = table_.read([](void* buffer, size_t* size) {
+            int name[4] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL, 0};
+            return sysctl(name, 4, buffer, size, nullptr, 0) == 0 ? 0 : errno;
+        });
+        count = std::min(count, table_.capacityRows());
+        rows_.clear();
+        rows_.reserve(count);
+        auto bytes = table_.bytes();
+        for (size_t i = 0; i < count; ++i) {
+            auto row = decodeKinfoProcRow(bytes.subspan(i * KinfoProcLayout::rowSize, KinfoProcLayout::rowSize));
+            if (row) rows_.push_back(*row);
+        }
+        return rows_;
+    }
+
+    std::optional<std::string> executablePath(const ProcessTableRow& row) override {
+        std::array<char, 4096> buffer{};
+        int length = proc_pidpath(row.pid, buffer.data(), static_cast<uint32_t>(buffer.size()));
+        if (length < 1) return std::nullopt;
+        return std::string(buffer.data(), std::min<size_t>(buffer.size(), static_cast<size_t>(length)));
+    }
+
+    UsageRead readUsage(const ProcessTableRow& row, bool refusedBefore, ProcessUsage& usage) override {
+        if (refusedBefore) return UsageRead::incomplete;  // never ask a refusing process again
+        std::array<uint8_t, RusageInfoLayout::size> record{};
+        if (proc_pid_rusage(row.pid, RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(record.data())) != 0) {
+            return errno == EPERM ? UsageRead::refused : UsageRead::incomplete;
+        }
+        auto decoded = decodeRusageInfoV6(record, timebase_);
+        if (!decoded) return UsageRead::incomplete;
+        usage = *decoded;
+        return UsageRead::complete;
+    }
+
+    size_t truncatedNameLength() const override { return 16; }
+
+private:
+    MachTimebase timebase_;
+    KinfoProcTable table_;
+    std::vector<ProcessTableRow> rows_;
+};
+
+}  // namespace
+
+std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path&) {
+    return std::make_unique<DarwinProcessTablePort>();
+}
+
+}  // namespace orv

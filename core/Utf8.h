@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orv {
+
+// Whether `bytes` are well-formed UTF-8 (no overlongs, surrogates or values
+// past U+10FFFF).
+bool isValidUtf8(std::string_view bytes);
+
+// `bytes` decoded as UTF-8 with each ill-formed sequence replaced by U+FFFD,
+// one replacement per maximal ill-formed subpart, as Swift's String(decoding:)
+// and ICU do.
+std::string repairUtf8(std::string_view bytes);
+
+}  // namespace orv
