@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/InterfaceCounters.h"
+
+namespace orv {
+
+// One interface from an RTM_NEWLINK message.
+struct NetlinkLink {
+    int32_t index = 0;
+    std::string name;
+    std::optional<InterfaceCounters> counters;  // absent without IFLA_STATS64
+
+    friend bool operator==(const NetlinkLink&, const NetlinkLink&) = default;
+};
+
+// One route from an RTM_NEWROUTE message, as much as the default-route
+// choice needs.
+struct NetlinkRoute {
+    uint8_t family = 0;
+    uint8_t destinationLength = 0;
+    uint32_t table = 0;
+    uint8_t type = 0;
+    std::optional<int32_t> outputInterface;
+    uint32_t priority = 0;
+
+    friend bool operator==(const NetlinkRoute&, const NetlinkRoute&) = default;
+};
+
+// Decoding of rtnetlink dump replies, one received datagram at a time. The
+// layouts are the kernel's (<linux/netlink.h>, <linux/rtnetlink.h>,
+// <linux/if_link.h>), named here so the decoding runs on any host; the
+// Linux port checks them against the kernel headers at compile time.
+struct NetlinkDecoding {
+    static constexpr size_t headerSize = 16;          // struct nlmsghdr
+    static constexpr uint16_t errorType = 2;          // NLMSG_ERROR
+    static constexpr uint16_t doneType = 3;           // NLMSG_DONE
+    static constexpr uint16_t newLinkType = 16;       // RTM_NEWLINK
+    static constexpr uint16_t newRouteType = 24;      // RTM_NEWROUTE
+    static constexpr size_t linkHeaderSize = 16;      // struct ifinfomsg
+    static constexpr size_t linkIndexOffset = 4;      // ifi_index
+    static constexpr size_t routeHeaderSize = 12;     // struct rtmsg
+    static constexpr size_t attributeHeaderSize = 4;  // struct rtattr
+    static constexpr uint16_t nameAttribute = 3;      // IFLA_IFNAME
+    static constexpr uint16_t stats64Attribute = 23;  // IFLA_STATS64
+    static constexpr size_t stats64RxBytesOffset = 16;  // rtnl_link_stats64.rx_bytes
+    static constexpr size_t stats64TxBytesOffset = 24;  // rtnl_link_stats64.tx_bytes
+    static constexpr uint16_t routeTableAttribute = 15;  // RTA_TABLE
+    static constexpr uint16_t routeOutputAttribute = 4;  // RTA_OIF
+    static constexpr uint16_t routePriorityAttribute = 6;  // RTA_PRIORITY
+    static constexpr uint32_t mainTable = 254;            // RT_TABLE_MAIN
+    static constexpr uint8_t unicastRoute = 1;            // RTN_UNICAST
+
+    // What one datagram said about the dump it belongs to.
+    struct Progress {
+        bool done = false;  // NLMSG_DONE seen: the dump is complete
+        int error = 0;      // the errno of an NLMSG_ERROR, else 0
+        bool malformed = false;  // a message ran past the datagram or was short
+    };
+
+    // Appends the links of `datagram`'s messages with sequence `sequence`.
+    static Progress links(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkLink>& out);
+
+    // Appends the routes of `datagram`'s messages with sequence `sequence`.
+    static Progress routes(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkRoute>& out);
+
+    // The output interface of the main table's default unicast route of
+    // `family` with the lowest priority; absent when there is none.
+    static std::optional<int32_t> defaultRouteInterface(const std::vector<NetlinkRoute>& routes, uint8_t family);
+};
+
+}  // namespace orv

@@ -1,0 +1,79 @@
+#include <stdlib.h>
+
+#include <cerrno>
+#include <charconv>
+
+#include "Sampling/CPUPort.h"
+#include "Sampling/CoreGroupTopology.h"
+#include "Sampling/ProcStatDecoding.h"
+#include "Sampling/linux/KeptFile.h"
+#include "core/SamplingError.h"
+
+namespace orv {
+
+namespace {
+
+// proc/stat's cpuN lines; sysfs for the kinds of the cores.
+class LinuxCPUPort : public CPUPort {
+public:
+    explicit LinuxCPUPort(const std::filesystem::path& root) : root_(root), stat_(root / "proc/stat") {}
+
+    std::vector<CPUTicks> readTicks() override {
+        auto cores = readCores();
+        std::vector<CPUTicks> ticks;
+        ticks.reserve(cores.size());
+        for (const auto& core : cores) ticks.push_back(core.ticks);
+        return ticks;
+    }
+
+    CPUTopology readTopology() override {
+        CoreGroupFacts facts;
+        try {
+            for (const auto& core : readCores()) facts.onlineCores.push_back(core.number);
+        } catch (const SamplingError&) {
+            // No cores readable: the single level comes out empty.
+        }
+        facts.hybridPerformance = readList("sys/devices/cpu_core/cpus");
+        facts.hybridEfficiency = readList("sys/devices/cpu_atom/cpus");
+        for (int64_t core : facts.onlineCores) {
+            auto text = readSmallFile(root_ / "sys/devices/system/cpu" / ("cpu" + std::to_string(core)) / "cpu_capacity");
+            if (!text) continue;
+            int64_t capacity = 0;
+            auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), capacity);
+            if (error == std::errc()) facts.capacities[core] = capacity;
+        }
+        return coreGroupTopology(facts);
+    }
+
+    std::optional<LoadAverage> readLoadAverage() override {
+        double loads[3];
+        if (getloadavg(loads, 3) != 3) return std::nullopt;
+        return LoadAverage{loads[0], loads[1], loads[2]};
+    }
+
+private:
+    std::vector<ProcStatCore> readCores() {
+        auto text = stat_.read();
+        if (!text) throw SamplingError::sysctl("proc/stat", errno);
+        auto cores = ProcStatDecoding::cores(*text);
+        if (!cores) throw SamplingError::sysctl("proc/stat", EINVAL);
+        return std::move(*cores);
+    }
+
+    std::optional<std::vector<int64_t>> readList(const char* relative) {
+        auto text = readSmallFile(root_ / relative);
+        if (!text) return std::nullopt;
+        return parseCPUList(*text);
+    }
+
+    std::filesystem::path root_;
+    KeptFile stat_;
+};
+
+}  // namespace
+
+std::unique_ptr<CPUPort> makeCPUPort(const std::filesystem::path& root) {
+    return std::make_unique<LinuxCPUPort>(root);
+}
+
+}  // namespace orv

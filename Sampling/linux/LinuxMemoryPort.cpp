@@ -1,0 +1,77 @@
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Sampling/MemoryMath.h"
+#include "Sampling/MemoryPort.h"
+#include "Sampling/MeminfoDecoding.h"
+#include "Sampling/linux/KeptFile.h"
+#include "core/SamplingError.h"
+
+namespace orv {
+
+namespace {
+
+// proc/meminfo, read once per sample for every figure, and the pressure
+// stall file where the kernel keeps pressure accounting (Debian's stock
+// kernels do only when booted with psi=1).
+class LinuxMemoryPort : public MemoryPort {
+public:
+    explicit LinuxMemoryPort(const std::filesystem::path& root)
+        : meminfo_(root / "proc/meminfo"), pressure_(root / "proc/pressure/memory") {}
+
+    uint64_t pageSize() override {
+        long size = sysconf(_SC_PAGESIZE);
+        return size > 0 ? uint64_t(size) : 4096;
+    }
+
+    uint64_t physicalMemory() override { return readMeminfo().memTotal; }
+
+    uint64_t fallbackPhysicalMemory() override {
+        long pages = sysconf(_SC_PHYS_PAGES);
+        return pages > 0 ? uint64_t(pages) * pageSize() : 0;
+    }
+
+    VMPageCounts readPageCounts() override {
+        last_ = readMeminfo();
+        return last_.pageCounts(pageSize());
+    }
+
+    uint64_t readSwapUsed() override { return last_.swapUsed(); }
+
+    MemoryPressure readPressure() override {
+        std::optional<MemoryStall> stall;
+        if (pressureReadable_) {
+            auto text = pressure_.read();
+            // Pressure accounting cannot be switched on without a reboot, so
+            // a missing file is not looked for again.
+            if (!text) pressureReadable_ = false;
+            else stall = MemoryStall::decode(*text);
+        }
+        return MemoryMath::pressureFromStall(stall, last_.memAvailable, last_.memTotal);
+    }
+
+    int64_t readAvailableLevel() override { return MemoryMath::availableLevel(last_.memAvailable, last_.memTotal); }
+
+private:
+    Meminfo readMeminfo() {
+        auto text = meminfo_.read();
+        if (!text) throw SamplingError::sysctl("proc/meminfo", errno);
+        auto info = Meminfo::decode(*text);
+        if (!info) throw SamplingError::sysctl("proc/meminfo", EINVAL);
+        return *info;
+    }
+
+    KeptFile meminfo_;
+    KeptFile pressure_;
+    bool pressureReadable_ = true;
+    Meminfo last_;
+};
+
+}  // namespace
+
+std::unique_ptr<MemoryPort> makeMemoryPort(const std::filesystem::path& root) {
+    return std::make_unique<LinuxMemoryPort>(root);
+}
+
+}  // namespace orv

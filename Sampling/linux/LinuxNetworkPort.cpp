@@ -1,0 +1,190 @@
+#include <libmnl/libmnl.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "Sampling/NetlinkDecoding.h"
+#include "Sampling/NetworkPort.h"
+#include "core/SamplingError.h"
+
+namespace orv {
+
+// The portable decoder names the kernel's layouts itself; hold it to them.
+static_assert(sizeof(nlmsghdr) == NetlinkDecoding::headerSize);
+static_assert(NLMSG_ERROR == NetlinkDecoding::errorType && NLMSG_DONE == NetlinkDecoding::doneType);
+static_assert(RTM_NEWLINK == NetlinkDecoding::newLinkType && RTM_NEWROUTE == NetlinkDecoding::newRouteType);
+static_assert(sizeof(ifinfomsg) == NetlinkDecoding::linkHeaderSize);
+static_assert(offsetof(ifinfomsg, ifi_index) == NetlinkDecoding::linkIndexOffset);
+static_assert(sizeof(rtmsg) == NetlinkDecoding::routeHeaderSize);
+static_assert(offsetof(rtmsg, rtm_table) == 4 && offsetof(rtmsg, rtm_type) == 7);
+static_assert(sizeof(rtattr) == NetlinkDecoding::attributeHeaderSize);
+static_assert(IFLA_IFNAME == NetlinkDecoding::nameAttribute && IFLA_STATS64 == NetlinkDecoding::stats64Attribute);
+static_assert(offsetof(rtnl_link_stats64, rx_bytes) == NetlinkDecoding::stats64RxBytesOffset);
+static_assert(offsetof(rtnl_link_stats64, tx_bytes) == NetlinkDecoding::stats64TxBytesOffset);
+static_assert(RTA_TABLE == NetlinkDecoding::routeTableAttribute && RTA_OIF == NetlinkDecoding::routeOutputAttribute);
+static_assert(RTA_PRIORITY == NetlinkDecoding::routePriorityAttribute);
+static_assert(RT_TABLE_MAIN == NetlinkDecoding::mainTable && RTN_UNICAST == NetlinkDecoding::unicastRoute);
+
+namespace {
+
+// Owns the rtnetlink socket; nothing else closes it.
+class NetlinkSocket {
+public:
+    NetlinkSocket() = default;
+    NetlinkSocket(const NetlinkSocket&) = delete;
+    NetlinkSocket& operator=(const NetlinkSocket&) = delete;
+    ~NetlinkSocket() { reset(); }
+
+    // Opens and binds on first use; throws SamplingError.
+    mnl_socket* get() {
+        if (socket_) return socket_;
+        mnl_socket* opened = mnl_socket_open(NETLINK_ROUTE);
+        if (!opened) throw SamplingError::sysctl("NETLINK_ROUTE", errno);
+        if (mnl_socket_bind(opened, 0, MNL_SOCKET_AUTOPID) < 0) {
+            int saved = errno;
+            mnl_socket_close(opened);
+            throw SamplingError::sysctl("NETLINK_ROUTE", saved);
+        }
+        // The kernel answers a dump at once; the bound only keeps a wedged
+        // socket from stalling the sampling thread.
+        timeval timeout{1, 0};
+        setsockopt(mnl_socket_get_fd(opened), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+        socket_ = opened;
+        return socket_;
+    }
+
+    void reset() {
+        if (socket_) mnl_socket_close(socket_);
+        socket_ = nullptr;
+    }
+
+private:
+    mnl_socket* socket_ = nullptr;
+};
+
+// One RTM_GETLINK dump per sample for the counters and one RTM_GETROUTE
+// dump for the primary interface, into a receive buffer kept between
+// samples. An interface counts when it is a physical device, which sysfs
+// shows as a `device` link below sys/class/net/<name>.
+class LinuxNetworkPort : public NetworkPort {
+public:
+    // The kernel fills dump datagrams up to 32 KiB when the reader's buffer
+    // allows it (libmnl's later MNL_SOCKET_DUMP_SIZE), so fewer reads per dump.
+    static constexpr size_t dumpBufferSize = 32768;
+
+    explicit LinuxNetworkPort(const std::filesystem::path& root)
+        : classNet_(root / "sys/class/net"), receive_(dumpBufferSize) {}
+
+    void readCounters(InterfaceCounterMap& out) override {
+        out.clear();
+        links_.clear();
+        dump(RTM_GETLINK, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+            return NetlinkDecoding::links(datagram, sequence, links_);
+        });
+        names_.clear();
+        for (auto& link : links_) {
+            names_[link.index] = link.name;
+            if (link.counters) out.insert_or_assign(link.name, *link.counters);
+        }
+        prunePhysical(out);
+    }
+
+    bool counts(const std::string& name) override {
+        auto known = physical_.find(name);
+        if (known != physical_.end()) return known->second;
+        struct stat info;
+        bool isPhysical = ::stat((classNet_ / name / "device").c_str(), &info) == 0;
+        physical_.emplace(name, isPhysical);
+        return isPhysical;
+    }
+
+    std::optional<std::string> primaryInterface() override {
+        routes_.clear();
+        try {
+            dump(RTM_GETROUTE, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+                return NetlinkDecoding::routes(datagram, sequence, routes_);
+            });
+        } catch (const SamplingError&) {
+            return std::nullopt;
+        }
+        for (uint8_t family : {uint8_t(AF_INET), uint8_t(AF_INET6)}) {
+            auto index = NetlinkDecoding::defaultRouteInterface(routes_, family);
+            if (!index) continue;
+            if (auto name = names_.find(*index); name != names_.end()) return name->second;
+            char buffer[IF_NAMESIZE] = {};
+            if (if_indextoname(unsigned(*index), buffer)) return std::string(buffer);
+        }
+        return std::nullopt;
+    }
+
+private:
+    template <class Decode>
+    void dump(uint16_t type, Decode decode) {
+        mnl_socket* socket = socket_.get();
+        const uint32_t sequence = ++sequence_;
+        alignas(nlmsghdr) uint8_t request[NLMSG_SPACE(sizeof(rtmsg))] = {};
+        nlmsghdr* header = mnl_nlmsg_put_header(request);
+        header->nlmsg_type = type;
+        header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+        header->nlmsg_seq = sequence;
+        // rtmsg is the larger of the two request headers; its first byte is
+        // the family in both, and AF_UNSPEC asks for every family.
+        auto* body = static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(header, sizeof(rtmsg)));
+        body->rtm_family = AF_UNSPEC;
+        if (mnl_socket_sendto(socket, header, header->nlmsg_len) < 0) fail(errno);
+        for (;;) {
+            ssize_t got = mnl_socket_recvfrom(socket, receive_.data(), receive_.size());
+            if (got < 0) fail(errno);
+            NetlinkDecoding::Progress progress =
+                decode(std::span<const uint8_t>(receive_.data(), size_t(got)), sequence);
+            if (progress.error != 0) fail(progress.error);
+            if (progress.malformed) {
+                // What was decoded stands; the rest of this dump is dropped
+                // with the socket so that the next one starts clean.
+                socket_.reset();
+                return;
+            }
+            if (progress.done) return;
+        }
+    }
+
+    [[noreturn]] void fail(int error) {
+        socket_.reset();
+        throw SamplingError::sysctl("NETLINK_ROUTE", error);
+    }
+
+    // Forgets the physical-device answers of names no longer present, so a
+    // name reused by another device is looked at again.
+    void prunePhysical(const InterfaceCounterMap& present) {
+        for (auto it = physical_.begin(); it != physical_.end();) {
+            if (present.count(it->first)) ++it;
+            else it = physical_.erase(it);
+        }
+    }
+
+    std::filesystem::path classNet_;
+    NetlinkSocket socket_;
+    std::vector<uint8_t> receive_;
+    uint32_t sequence_ = 0;
+    std::vector<NetlinkLink> links_;
+    std::vector<NetlinkRoute> routes_;
+    std::unordered_map<int32_t, std::string> names_;
+    std::unordered_map<std::string, bool> physical_;
+};
+
+}  // namespace
+
+std::unique_ptr<NetworkPort> makeNetworkPort(const std::filesystem::path& root) {
+    return std::make_unique<LinuxNetworkPort>(root);
+}
+
+}  // namespace orv

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <cstdint>
+
+#include "core/RecordHash.h"
+
+namespace orv {
+
+// Cumulative bytes moved by one block-storage device.
+struct BlockCounters {
+    uint64_t bytesRead = 0;
+    uint64_t bytesWritten = 0;
+
+    friend bool operator==(const BlockCounters&, const BlockCounters&) = default;
+};
+BOOST_DESCRIBE_STRUCT(BlockCounters, (), (bytesRead, bytesWritten))
+
+}  // namespace orv
