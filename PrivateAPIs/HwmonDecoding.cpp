@@ -1,0 +1,60 @@
+#include "PrivateAPIs/HwmonDecoding.h"
+
+#include <charconv>
+#include <map>
+
+namespace orv::HwmonDecoding {
+
+namespace {
+
+// The N of every "<kind>N_input" attribute, ascending.
+std::vector<int64_t> inputIndices(const AttributeText::Attributes& attributes, std::string_view kind) {
+    std::map<int64_t, bool> found;
+    for (const auto& [name, value] : attributes) {
+        std::string_view key = name;
+        if (!key.starts_with(kind) || !key.ends_with("_input")) continue;
+        std::string_view digits = key.substr(kind.size(), key.size() - kind.size() - 6);
+        int64_t n = 0;
+        auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), n);
+        if (digits.empty() || error != std::errc() || end != digits.data() + digits.size()) continue;
+        found[n] = true;
+    }
+    std::vector<int64_t> out;
+    for (const auto& [n, _] : found) out.push_back(n);
+    return out;
+}
+
+std::string attributeName(std::string_view kind, int64_t n, std::string_view item) {
+    return std::string(kind) + std::to_string(n) + "_" + std::string(item);
+}
+
+}  // namespace
+
+std::vector<Temperature> temperatures(const HwmonChip& chip) {
+    std::vector<Temperature> out;
+    const std::string* chipName = AttributeText::textAt(chip.attributes, "name");
+    std::string prefix = chipName != nullptr ? *chipName : std::string("hwmon");
+    for (int64_t n : inputIndices(chip.attributes, "temp")) {
+        auto millidegrees = AttributeText::integerAt(chip.attributes, attributeName("temp", n, "input"));
+        if (!millidegrees) continue;
+        const std::string* label = AttributeText::textAt(chip.attributes, attributeName("temp", n, "label"));
+        std::string name = prefix + " " + (label != nullptr && !label->empty() ? *label : std::to_string(n));
+        out.push_back({std::move(name), static_cast<double>(*millidegrees) / 1000.0});
+    }
+    return out;
+}
+
+std::vector<Fan> fans(const HwmonChip& chip) {
+    std::vector<Fan> out;
+    for (int64_t n : inputIndices(chip.attributes, "fan")) {
+        auto rpm = AttributeText::integerAt(chip.attributes, attributeName("fan", n, "input"));
+        if (!rpm) continue;
+        Fan fan{n, static_cast<double>(*rpm), std::nullopt, std::nullopt};
+        if (auto min = AttributeText::integerAt(chip.attributes, attributeName("fan", n, "min"))) fan.minRPM = *min;
+        if (auto max = AttributeText::integerAt(chip.attributes, attributeName("fan", n, "max"))) fan.maxRPM = *max;
+        out.push_back(fan);
+    }
+    return out;
+}
+
+}  // namespace orv::HwmonDecoding
