@@ -1,0 +1,28 @@
+#include "PrivateAPIs/BluetoothBatteries.h"
+
+namespace orv::BluetoothBatteries {
+
+std::optional<Reading> reading(const std::optional<std::string>& address,
+                               const std::optional<std::string>& nameOrAddress,
+                               const std::array<std::optional<int64_t>, 4>& rawLevels) {
+    std::array<std::optional<int64_t>, 4> levels;
+    bool any = false;
+    for (size_t i = 0; i < rawLevels.size(); ++i) {
+        // 0 is what a disconnected unit reports, above 100 a placeholder.
+        if (rawLevels[i] && *rawLevels[i] >= 1 && *rawLevels[i] <= 100) {
+            levels[i] = rawLevels[i];
+            any = true;
+        }
+    }
+    if (!any) return std::nullopt;
+    Reading out;
+    out.address = address ? *address : nameOrAddress ? *nameOrAddress : "?";
+    out.name = nameOrAddress ? *nameOrAddress : "Bluetooth device";
+    out.single = levels[0];
+    out.left = levels[1];
+    out.right = levels[2];
+    out.caseLevel = levels[3];
+    return out;
+}
+
+}  // namespace orv::BluetoothBatteries
