@@ -26,3 +26,29 @@ std::optional<Reading> reading(const std::optional<std::string>& address,
 }
 
 }  // namespace orv::BluetoothBatteries
+
+#include "PrivateAPIs/BluetoothFramework.h"
+
+namespace orv::BluetoothBatteries {
+
+std::vector<Reading> readings(BluetoothFramework& framework) {
+    std::vector<Reading> out;
+    if (!framework.declaresBluetoothUsage()) return out;
+    if (framework.authorization() != BluetoothFramework::allowedAlways) return out;
+    auto devices = framework.pairedDevices();
+    if (!devices) return out;
+    for (const auto& device : *devices) {
+        if (!device->isConnected()) continue;
+        std::array<std::optional<int64_t>, 4> raw;
+        for (size_t i = 0; i < levelKeys.size(); ++i) {
+            if (device->respondsTo(levelKeys[i])) raw[i] = device->integerValue(levelKeys[i]);
+        }
+        auto r = reading(device->addressString(), device->nameOrAddress(), raw);
+        if (!r) continue;
+        r->classOfDevice = device->classOfDevice();
+        out.push_back(std::move(*r));
+    }
+    return out;
+}
+
+}  // namespace orv::BluetoothBatteries
