@@ -1,0 +1,71 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Sampling/DiskImageCache.h"
+#include "Sampling/DiskPort.h"
+#include "core/ContinuousClock.h"
+#include "core/DiskSource.h"
+#include "core/DiskStats.h"
+#include "core/Duration.h"
+#include "core/SamplingExecutor.h"
+
+namespace orv {
+
+// Disk read and write throughput since the previous call, and every local
+// volume's capacity. Listing the volumes and asking for their capacity are
+// the expensive parts: the list is refreshed at most every 30 seconds and a
+// volume's capacity figures at most every 30 minutes, with the cheap
+// file-system free count carrying the free space in between. Confined to
+// the sampling executor like the other samplers; it never throws.
+class DiskSampler : public DiskSource {
+public:
+    using Clock = std::function<ContinuousClock::Instant()>;
+
+    static constexpr Duration listingLifetime = Duration::seconds(30);
+    static constexpr Duration baselineLifetime = Duration::seconds(1800);
+
+    // The last expensive reading of one volume.
+    struct VolumeBaseline {
+        std::string id;
+        std::string name;
+        uint64_t totalBytes = 0;
+        std::optional<uint64_t> importantFree;
+        std::optional<uint64_t> availableFree;
+        ContinuousClock::Instant readAt;
+    };
+
+    explicit DiskSampler(std::unique_ptr<DiskPort> port = makeDiskPort(),
+                         SamplingExecutor& executor = SamplingExecutor::shared(),
+                         Clock clock = &ContinuousClock::now);
+
+    std::future<DiskStats> sample() override;
+
+    // The sample itself; call only on the executor.
+    DiskStats sampleNow();
+
+    const std::unordered_map<std::string, VolumeBaseline>& baselines() const { return baselines_; }
+    const DiskImageCache& diskImages() const { return isDiskImage_; }
+
+private:
+    std::vector<VolumeStats> volumes(ContinuousClock::Instant now);
+    std::optional<VolumeStats> volume(const std::string& path, ContinuousClock::Instant now);
+
+    std::unique_ptr<DiskPort> port_;
+    SamplingExecutor& executor_;
+    Clock clock_;
+    std::vector<std::string> volumePaths_;
+    std::optional<ContinuousClock::Instant> volumesListedAt_;
+    std::unordered_map<std::string, VolumeBaseline> baselines_;
+    BlockCounterMap current_;
+    BlockCounterMap previous_;
+    std::optional<ContinuousClock::Instant> previousAt_;
+    DiskImageCache isDiskImage_;
+};
+
+}  // namespace orv
