@@ -1,8 +1,62 @@
-// The privileged helper. Its service and lifetime arrive with the helper's
-// own work; until then it refuses to serve, as a build without a team does.
-#include "core/Logger.h"
+// OrvantineHelper: hands every process's readings to the application, as
+// root, over the Mach service (macOS) or its Unix socket (Linux). It serves
+// only when built with a team identifier, and exits by itself 30 s after
+// start when no client came and 10 s after its last client left.
+#include <unistd.h>
 
-int main() {
-    orv::Logger("app.orvantine.helper", "helper").error("Helper built without a team ID; refusing to serve");
-    return 1;
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Sampling/HelperIdentity.h"
+#include "Sampling/ProcessSampler.h"
+#include "Sampling/TimerQueue.h"
+#include "core/Logger.h"
+#include "helper/HelperInfo.h"
+#include "helper/HelperListener.h"
+#include "helper/HelperOptions.h"
+#include "helper/HelperService.h"
+#include "helper/ListenerDelegate.h"
+
+namespace {
+
+// Kept for the life of the process, never released.
+std::shared_ptr<orv::ListenerDelegate> delegate;
+std::unique_ptr<orv::HelperListener> listener;
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    orv::Logger log("app.orvantine.helper", "helper");
+
+    std::vector<std::string_view> arguments(argv + 1, argv + argc);
+    std::string problem;
+    auto options = orv::HelperOptions::parse(arguments, problem);
+    if (!options) {
+        std::fprintf(stderr, "OrvantineHelper: %s\n", problem.c_str());
+        return 2;
+    }
+
+    auto info = orv::HelperInfo::load();
+    auto teamID = orv::HelperInfo::stringValue(info, orv::HelperInfo::teamIDKey);
+    auto requirement = orv::HelperIdentity::requirement(orv::HelperIdentity::appBundleID, teamID);
+    if (!requirement) {
+        log.error("Helper built without a team ID; refusing to serve");
+        return 1;
+    }
+
+    auto service = std::make_shared<orv::HelperService>(std::make_shared<orv::ProcessSampler>(), info);
+    orv::ListenerDelegate::Lifetime lifetime;
+    lifetime.startupLimit = options->startupLimit;
+    lifetime.idleLimit = options->idleLimit;
+    // Immediate: nothing is flushed or cleaned up beyond the log line.
+    lifetime.exit = [](int status) { ::_exit(status); };
+    delegate = std::make_shared<orv::ListenerDelegate>(service, *requirement, orv::TimerQueue::shared(), lifetime);
+
+    listener = orv::makeHelperListener(delegate, *options);
+    if (!listener->resume()) return 1;
+    delegate->armStartupRule();
+    listener->park();
 }

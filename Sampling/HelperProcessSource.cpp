@@ -1,0 +1,146 @@
+#include "Sampling/HelperProcessSource.h"
+
+#include "Sampling/HelperIdentity.h"
+#include "Sampling/ResumeOnce.h"
+#include "core/DecodingError.h"
+#include "core/JsonCoding.h"
+
+namespace orv {
+
+std::shared_ptr<HelperProcessSource> HelperProcessSource::make(std::shared_ptr<ProcessSource> local,
+                                                               std::optional<std::string> teamID,
+                                                               std::shared_ptr<HelperTransport> transport,
+                                                               TimerQueue& timers, SamplingExecutor& executor) {
+    return std::make_shared<HelperProcessSource>(Token{}, std::move(local), std::move(teamID), std::move(transport),
+                                                 timers, executor);
+}
+
+HelperProcessSource::HelperProcessSource(Token, std::shared_ptr<ProcessSource> local, std::optional<std::string> teamID,
+                                         std::shared_ptr<HelperTransport> transport, TimerQueue& timers,
+                                         SamplingExecutor& executor)
+    : local_(std::move(local)),
+      requirement_(HelperIdentity::requirement(HelperIdentity::helperBundleID, teamID)),
+      transport_(std::move(transport)),
+      timers_(timers),
+      executor_(executor) {}
+
+void HelperProcessSource::setEnabled(bool enabled) {
+    onExecutor([this, enabled] {
+        isEnabled_ = enabled && requirement_.has_value();
+        if (!isEnabled_ && connection_) {
+            auto dropped = std::exchange(connection_, nullptr);
+            dropped->invalidate();
+        }
+    });
+}
+
+bool HelperProcessSource::isEnabled() {
+    return onExecutor([this] { return isEnabled_; });
+}
+
+bool HelperProcessSource::hasConnection() {
+    return onExecutor([this] { return connection_ != nullptr; });
+}
+
+std::future<std::vector<ProcessReading>> HelperProcessSource::sample() { return sample(PidSet{}); }
+
+std::future<std::vector<ProcessReading>> HelperProcessSource::sample(const PidSet& skippingUsageFor) {
+    auto promise = std::make_shared<std::promise<std::vector<ProcessReading>>>();
+    auto future = promise->get_future();
+    executor_.run([self = shared_from_this(), skip = skippingUsageFor, promise] {
+        self->sampleOnExecutor(
+            skip, [promise](Answer answer) { promise->set_value(std::move(answer.readings)); },
+            [promise](std::exception_ptr e) { promise->set_exception(e); });
+    });
+    return future;
+}
+
+std::future<HelperProcessSource::Answer> HelperProcessSource::sampleWithOrigin(const PidSet& skippingUsageFor) {
+    auto promise = std::make_shared<std::promise<Answer>>();
+    auto future = promise->get_future();
+    executor_.run([self = shared_from_this(), skip = skippingUsageFor, promise] {
+        self->sampleOnExecutor(
+            skip, [promise](Answer answer) { promise->set_value(std::move(answer)); },
+            [promise](std::exception_ptr e) { promise->set_exception(e); });
+    });
+    return future;
+}
+
+void HelperProcessSource::sampleOnExecutor(const PidSet& skip, std::function<void(Answer)> done,
+                                           std::function<void(std::exception_ptr)> failed) {
+    // The local sampler runs inline here, on its own executor; a failure of
+    // its own is the caller's to see, as with the local sampler alone.
+    auto useLocal = [self = shared_from_this(), skip, done, failed] {
+        try {
+            done(Answer{self->local_->sample(skip).get(), Origin::local});
+        } catch (...) {
+            failed(std::current_exception());
+        }
+    };
+    if (!isEnabled_) {
+        useLocal();
+        return;
+    }
+    // The helper reads every process in full, so the skip set is not sent.
+    helperReadings([done, useLocal](std::optional<std::vector<ProcessReading>> readings) {
+        if (readings) done(Answer{std::move(*readings), Origin::helper});
+        else useLocal();
+    });
+}
+
+std::shared_ptr<HelperConnection> HelperProcessSource::connection() {
+    if (!requirement_) return nullptr;
+    if (connection_) return connection_;
+    auto made = transport_->connect(*requirement_);
+    if (!made) return nullptr;
+    const HelperConnection* identity = made.get();
+    std::weak_ptr<HelperProcessSource> weak = weak_from_this();
+    made->setInvalidationHandler([weak, identity] {
+        auto self = weak.lock();
+        if (!self) return;
+        // Back onto the executor before touching the connection; the check of
+        // identity keeps an old connection's late notice from dropping a newer one.
+        self->executor_.enqueue([self, identity] { self->connectionInvalidated(identity); });
+    });
+    made->resume();
+    connection_ = made;
+    return made;
+}
+
+void HelperProcessSource::connectionInvalidated(const HelperConnection* which) {
+    if (connection_.get() == which) connection_.reset();
+}
+
+void HelperProcessSource::helperReadings(Completion completion) {
+    auto connection = this->connection();
+    if (!connection) {
+        completion(std::nullopt);
+        return;
+    }
+    // Whichever comes first of reply, error and time limit resumes the
+    // sample, back on the executor; the others find it already resumed.
+    auto once = std::make_shared<ResumeOnce>(
+        [self = shared_from_this(), completion](std::optional<std::string> bytes) {
+            self->executor_.enqueue([self, completion, bytes = std::move(bytes)] { completion(self->decode(bytes)); });
+        });
+    timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
+    auto log = log_;
+    connection->send(
+        OrvantineHelperXPC::Method::sample, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
+        [once, log](const std::string& description) {
+            log.notice("Helper unreachable: " + description);
+            once->resume(std::nullopt);
+        });
+}
+
+std::optional<std::vector<ProcessReading>> HelperProcessSource::decode(const std::optional<std::string>& bytes) {
+    if (!bytes) return std::nullopt;
+    try {
+        return json::decode<std::vector<ProcessReading>>(*bytes);
+    } catch (const json::DecodingError& e) {
+        log_.error(std::string("Helper sent unreadable data: ") + e.what());
+        return std::nullopt;
+    }
+}
+
+}  // namespace orv

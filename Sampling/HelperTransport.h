@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Sampling/OrvantineHelperXPC.h"
+
+namespace orv {
+
+// The application's end of one connection to the helper: XPC on macOS, the
+// helper's Unix socket on Linux. Handlers run on the transport's threads.
+class HelperConnection {
+public:
+    // The reply's data; nothing when the helper sent none.
+    using Reply = std::function<void(std::optional<std::string>)>;
+    // Why the request failed (unreachable, refused, broken reply).
+    using ErrorHandler = std::function<void(const std::string& description)>;
+
+    virtual ~HelperConnection() = default;
+
+    // Called once, when the connection is invalidated by either side; it is
+    // then not usable again.
+    virtual void setInvalidationHandler(std::function<void()> handler) = 0;
+    virtual void resume() = 0;
+    // Sends one request. Later, exactly one of `reply` and `onError` runs.
+    virtual void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) = 0;
+    virtual void invalidate() = 0;
+};
+
+// Makes connections to the helper.
+class HelperTransport {
+public:
+    virtual ~HelperTransport() = default;
+    // A new, not yet resumed connection whose peer must satisfy `requirement`
+    // (macOS: the code-signing requirement; Linux: the helper's socket is
+    // root's, so its file mode stands for the signature).
+    virtual std::shared_ptr<HelperConnection> connect(const std::string& requirement) = 0;
+};
+
+struct HelperTransportOptions {
+    // Linux: the helper's socket; empty means the built-in path.
+    std::string socketPath;
+};
+
+// The platform's transport.
+std::shared_ptr<HelperTransport> makeHelperTransport(const HelperTransportOptions& options = {});
+
+}  // namespace orv

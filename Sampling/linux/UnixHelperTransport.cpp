@@ -1,0 +1,243 @@
+// The application's end of the helper's Unix socket. Each connection has
+// one worker thread that sends its requests one after another and reads
+// each reply before the next request goes out, so replies never cross.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "Sampling/HelperFrame.h"
+#include "Sampling/HelperTransport.h"
+#include "helper/HelperBuildConfig.h"
+
+namespace orv {
+
+namespace {
+
+// A reply that takes this long means the helper is stuck; the connection
+// is then given up (the caller stopped waiting long before).
+constexpr int receiveTimeoutSeconds = 30;
+
+std::string errnoText(int error) { return std::strerror(error); }
+
+class UnixHelperConnection : public HelperConnection {
+public:
+    explicit UnixHelperConnection(std::string path) : state_(std::make_shared<State>()) {
+        state_->path = std::move(path);
+    }
+    ~UnixHelperConnection() override { invalidate(); }
+
+    void setInvalidationHandler(std::function<void()> handler) override {
+        std::lock_guard lock(state_->mutex);
+        state_->onInvalidated = std::move(handler);
+    }
+
+    void resume() override {
+        std::lock_guard lock(state_->mutex);
+        if (state_->resumed || state_->invalidated) return;
+        state_->resumed = true;
+        std::thread([state = state_] { state->run(); }).detach();
+    }
+
+    void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) override {
+        {
+            std::lock_guard lock(state_->mutex);
+            if (!state_->invalidated) {
+                state_->requests.push_back(Request{method, std::move(reply), std::move(onError)});
+                state_->condition.notify_all();
+                return;
+            }
+        }
+        onError("Connection invalid");
+    }
+
+    void invalidate() override {
+        std::function<void()> handler;
+        {
+            std::lock_guard lock(state_->mutex);
+            if (state_->invalidated) return;
+            state_->invalidated = true;
+            // Wakes a worker blocked in connect, send or recv.
+            if (state_->fd >= 0) ::shutdown(state_->fd, SHUT_RDWR);
+            state_->condition.notify_all();
+            // Without a worker nobody else will say so.
+            if (!state_->resumed) handler = std::move(state_->onInvalidated);
+        }
+        if (handler) handler();
+    }
+
+private:
+    struct Request {
+        OrvantineHelperXPC::Method method;
+        Reply reply;
+        ErrorHandler onError;
+    };
+
+    struct State {
+        std::string path;
+        std::mutex mutex;
+        std::condition_variable condition;
+        std::deque<Request> requests;
+        std::function<void()> onInvalidated;
+        bool resumed = false;
+        bool invalidated = false;
+        int fd = -1;
+
+        void run() {
+            for (;;) {
+                Request request;
+                {
+                    std::unique_lock lock(mutex);
+                    condition.wait(lock, [&] { return invalidated || !requests.empty(); });
+                    if (invalidated) break;
+                    request = std::move(requests.front());
+                    requests.pop_front();
+                }
+                std::string failure;
+                auto data = exchange(request.method, failure);
+                if (data) {
+                    request.reply(std::move(*data));
+                } else {
+                    request.onError(failure);
+                    markInvalid();
+                }
+            }
+            finish();
+        }
+
+        void markInvalid() {
+            std::lock_guard lock(mutex);
+            invalidated = true;
+        }
+
+        // Every request still queued fails, the socket closes, and the
+        // invalidation handler runs once, on this thread.
+        void finish() {
+            std::deque<Request> left;
+            std::function<void()> handler;
+            {
+                std::lock_guard lock(mutex);
+                left.swap(requests);
+                handler = std::move(onInvalidated);
+                if (fd >= 0) ::close(fd);
+                fd = -1;
+            }
+            for (auto& request : left) request.onError("Connection invalid");
+            if (handler) handler();
+        }
+
+        bool connectSocket(std::string& failure) {
+            int s = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            if (s < 0) {
+                failure = "Cannot create a socket: " + errnoText(errno);
+                return false;
+            }
+            timeval timeout{receiveTimeoutSeconds, 0};
+            ::setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+            {
+                std::lock_guard lock(mutex);
+                if (invalidated) {
+                    ::close(s);
+                    failure = "Connection invalid";
+                    return false;
+                }
+                fd = s;
+            }
+            sockaddr_un address{};
+            address.sun_family = AF_UNIX;
+            if (path.size() >= sizeof address.sun_path) {
+                failure = "Socket path too long: " + path;
+                return false;
+            }
+            std::memcpy(address.sun_path, path.data(), path.size());
+            if (::connect(s, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+                failure = "Cannot connect to " + path + ": " + errnoText(errno);
+                return false;
+            }
+            return true;
+        }
+
+        bool writeAll(std::string_view bytes, std::string& failure) {
+            while (!bytes.empty()) {
+                ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+                if (n < 0 && errno == EINTR) continue;
+                if (n <= 0) {
+                    failure = "Cannot send to the helper: " + errnoText(errno);
+                    return false;
+                }
+                bytes.remove_prefix(size_t(n));
+            }
+            return true;
+        }
+
+        bool readExactly(char* into, size_t count, std::string& failure) {
+            while (count > 0) {
+                ssize_t n = ::recv(fd, into, count, 0);
+                if (n < 0 && errno == EINTR) continue;
+                if (n == 0) {
+                    failure = "The helper closed the connection";
+                    return false;
+                }
+                if (n < 0) {
+                    failure = errno == EAGAIN || errno == EWOULDBLOCK ? "The helper did not answer"
+                                                                      : "Cannot read from the helper: " + errnoText(errno);
+                    return false;
+                }
+                into += n;
+                count -= size_t(n);
+            }
+            return true;
+        }
+
+        // One request and its reply; nothing, with `failure` said, when the
+        // connection is no longer usable.
+        std::optional<std::optional<std::string>> exchange(OrvantineHelperXPC::Method method, std::string& failure) {
+            if (fd < 0 && !connectSocket(failure)) return std::nullopt;
+            if (!writeAll(HelperFrame::frame(OrvantineHelperXPC::selector(method)), failure)) return std::nullopt;
+            char header[HelperFrame::headerSize];
+            if (!readExactly(header, sizeof header, failure)) return std::nullopt;
+            const uint32_t length = HelperFrame::announcedLength({header, sizeof header});
+            if (length > HelperFrame::maxReplyBytes) {
+                failure = "The helper announced a reply of " + std::to_string(length) + " bytes, over the limit";
+                return std::nullopt;
+            }
+            std::string payload(length, '\0');
+            if (!readExactly(payload.data(), payload.size(), failure)) return std::nullopt;
+            auto reply = HelperFrame::readReply(payload);
+            if (!reply) {
+                failure = "The helper sent a malformed reply";
+                return std::nullopt;
+            }
+            if (!*reply) return std::optional<std::string>{};
+            return std::optional<std::string>{std::string(**reply)};
+        }
+    };
+
+    std::shared_ptr<State> state_;
+};
+
+class UnixHelperTransport : public HelperTransport {
+public:
+    explicit UnixHelperTransport(std::string path) : path_(std::move(path)) {}
+    std::shared_ptr<HelperConnection> connect(const std::string&) override {
+        return std::make_shared<UnixHelperConnection>(path_);
+    }
+
+private:
+    std::string path_;
+};
+
+}  // namespace
+
+std::shared_ptr<HelperTransport> makeHelperTransport(const HelperTransportOptions& options) {
+    return std::make_shared<UnixHelperTransport>(options.socketPath.empty() ? std::string(HelperBuildConfig::socketPath)
+                                                                            : options.socketPath);
+}
+
+}  // namespace orv

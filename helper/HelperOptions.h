@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/Duration.h"
+
+namespace orv {
+
+// The helper's run-time settings. launchd and systemd start it without
+// arguments, which gives the built-in values; tests point it at a
+// temporary socket and shorten its time limits.
+struct HelperOptions {
+    std::string socketPath;       // Linux: where to listen when not socket-activated
+    std::string admittedGroup;    // Linux: besides root, members of this group are served
+    unsigned socketMode = 0660;   // Linux: file mode of a socket the helper binds itself
+    Duration startupLimit = Duration::seconds(30);
+    Duration idleLimit = Duration::seconds(10);
+
+    // The built-in values of this build.
+    static HelperOptions defaults();
+
+    // --socket PATH, --group NAME, --socket-mode OCTAL, --startup-seconds S,
+    // --idle-seconds S (S may have a fraction). Nothing, with `error` said,
+    // for anything else.
+    static std::optional<HelperOptions> parse(const std::vector<std::string_view>& arguments, std::string& error);
+};
+
+}  // namespace orv

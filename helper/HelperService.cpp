@@ -1,0 +1,48 @@
+#include "helper/HelperService.h"
+
+#include <cmath>
+
+#include "helper/HelperInfo.h"
+#include "core/JsonCoding.h"
+
+namespace orv {
+
+HelperService::HelperService(std::shared_ptr<ProcessSource> sampler, std::optional<PropertyValue> info,
+                             SamplingExecutor& executor, Encoder encoder)
+    : sampler_(std::move(sampler)),
+      version_(HelperInfo::stringValue(info, HelperInfo::versionKey).value_or("0")),
+      executor_(executor),
+      encoder_(std::move(encoder)) {}
+
+HelperService::Encoder HelperService::defaultEncoder() {
+    return [](const std::vector<ProcessReading>& readings) -> std::optional<std::string> {
+        // A date that is not a finite number has no JSON form; the standard
+        // encoder refuses it rather than write something unreadable.
+        for (const auto& r : readings) {
+            if (!std::isfinite(r.startTime.secondsSinceReferenceDate)) return std::nullopt;
+        }
+        try {
+            return json::encode(readings);
+        } catch (...) {
+            return std::nullopt;
+        }
+    };
+}
+
+void HelperService::sampleWithReply(DataReply reply) {
+    executor_.enqueue([sampler = sampler_, encoder = encoder_, reply = std::move(reply)] {
+        std::vector<ProcessReading> readings;
+        try {
+            readings = sampler->sample().get();
+        } catch (...) {
+            // The failure is not the client's business: it gets an empty list.
+            reply(std::string("[]"));
+            return;
+        }
+        reply(encoder(readings));
+    });
+}
+
+void HelperService::versionWithReply(const VersionReply& reply) const { reply(version_); }
+
+}  // namespace orv

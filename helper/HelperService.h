@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/ProcessSource.h"
+#include "core/PropertyValue.h"
+#include "core/SamplingExecutor.h"
+
+namespace orv {
+
+// What the helper answers, shared by every connection: a process sample as
+// the JSON of its readings, and the helper's build version.
+class HelperService {
+public:
+    using DataReply = std::function<void(std::optional<std::string>)>;
+    using VersionReply = std::function<void(std::string)>;
+    // Readings to JSON bytes, or nothing when they cannot be encoded.
+    using Encoder = std::function<std::optional<std::string>(const std::vector<ProcessReading>&)>;
+
+    // `sampler` must answer inline when called on `executor` (ProcessSampler
+    // does); its caches then persist across requests and connections.
+    // `info` is the helper's Info.plist dictionary.
+    HelperService(std::shared_ptr<ProcessSource> sampler, std::optional<PropertyValue> info,
+                  SamplingExecutor& executor = SamplingExecutor::shared(), Encoder encoder = defaultEncoder());
+
+    // Returns at once; `reply` runs exactly once, later, on the sampling
+    // thread: the JSON bytes, "[]" when the sampler failed, nothing when
+    // encoding failed.
+    void sampleWithReply(DataReply reply);
+    // Replies before returning: "CFBundleVersion", or "0" without one.
+    void versionWithReply(const VersionReply& reply) const;
+
+    static Encoder defaultEncoder();
+
+private:
+    std::shared_ptr<ProcessSource> sampler_;
+    std::string version_;
+    SamplingExecutor& executor_;
+    Encoder encoder_;
+};
+
+}  // namespace orv
