@@ -1,0 +1,116 @@
+// Declarations of the CoreFoundation API we call, for the macOS compile
+// check only (see ../README.md). Values and signatures follow Apple's
+// CoreFoundation reference.
+#pragma once
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef unsigned char Boolean;
+typedef uint8_t UInt8;
+typedef uint32_t UInt32;
+typedef int32_t SInt32;
+typedef long CFIndex;
+typedef unsigned long CFTypeID;
+typedef unsigned long CFOptionFlags;
+typedef double CFTimeInterval;
+typedef CFTimeInterval CFAbsoluteTime;
+typedef UInt32 CFStringEncoding;
+
+typedef const void* CFTypeRef;
+typedef const struct __CFAllocator* CFAllocatorRef;
+typedef const struct __CFString* CFStringRef;
+typedef struct __CFString* CFMutableStringRef;
+typedef const struct __CFNumber* CFNumberRef;
+typedef const struct __CFBoolean* CFBooleanRef;
+typedef const struct __CFData* CFDataRef;
+typedef const struct __CFDate* CFDateRef;
+typedef const struct __CFArray* CFArrayRef;
+typedef const struct __CFDictionary* CFDictionaryRef;
+typedef struct __CFDictionary* CFMutableDictionaryRef;
+typedef struct __CFError* CFErrorRef;
+typedef CFTypeRef CFPropertyListRef;
+
+typedef struct {
+    CFIndex location;
+    CFIndex length;
+} CFRange;
+
+extern const CFAllocatorRef kCFAllocatorDefault;
+
+CFTypeRef CFRetain(CFTypeRef cf);
+void CFRelease(CFTypeRef cf);
+CFTypeID CFGetTypeID(CFTypeRef cf);
+
+// Booleans
+extern const CFBooleanRef kCFBooleanTrue;
+extern const CFBooleanRef kCFBooleanFalse;
+CFTypeID CFBooleanGetTypeID(void);
+Boolean CFBooleanGetValue(CFBooleanRef boolean);
+
+// Numbers
+typedef CFIndex CFNumberType;
+enum {
+    kCFNumberSInt32Type = 3,
+    kCFNumberSInt64Type = 4,
+    kCFNumberDoubleType = 13,
+    kCFNumberIntType = 9,
+    kCFNumberLongLongType = 11,
+};
+CFTypeID CFNumberGetTypeID(void);
+Boolean CFNumberIsFloatType(CFNumberRef number);
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
+CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const void* valuePtr);
+
+// Strings
+enum { kCFStringEncodingUTF8 = 0x08000100 };
+typedef CFOptionFlags CFStringCompareFlags;
+enum {
+    kCFCompareCaseInsensitive = 1,
+    kCFCompareNumerically = 64,
+    kCFCompareLocalized = 32,
+};
+typedef CFIndex CFComparisonResult;
+enum { kCFCompareLessThan = -1, kCFCompareEqualTo = 0, kCFCompareGreaterThan = 1 };
+CFTypeID CFStringGetTypeID(void);
+const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
+CFIndex CFStringGetLength(CFStringRef theString);
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
+Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
+CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding);
+CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2, CFStringCompareFlags compareOptions);
+
+// Data
+CFTypeID CFDataGetTypeID(void);
+CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
+const UInt8* CFDataGetBytePtr(CFDataRef theData);
+CFIndex CFDataGetLength(CFDataRef theData);
+
+// Dates
+CFTypeID CFDateGetTypeID(void);
+CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate);
+
+// Arrays
+CFTypeID CFArrayGetTypeID(void);
+CFIndex CFArrayGetCount(CFArrayRef theArray);
+const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
+
+// Dictionaries
+CFTypeID CFDictionaryGetTypeID(void);
+CFIndex CFDictionaryGetCount(CFDictionaryRef theDict);
+void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys, const void** values);
+const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key);
+
+// Property lists
+typedef CFOptionFlags CFPropertyListMutabilityOptions;
+enum { kCFPropertyListImmutable = 0 };
+typedef CFIndex CFPropertyListFormat;
+CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data, CFOptionFlags options,
+                                               CFPropertyListFormat* format, CFErrorRef* error);
+
+#ifdef __cplusplus
+}
+#endif

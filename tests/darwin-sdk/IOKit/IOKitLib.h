@@ -1,0 +1,37 @@
+// Declarations of the IOKit interfaces this project calls, for compiling
+// the macOS sources with a toolchain whose headers lack the framework. Each
+// declaration follows Apple's IOKitLib reference; add only what a source
+// file calls.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <mach/mach.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// ---- Object types (IOTypes.h)
+typedef mach_port_t io_object_t;
+typedef io_object_t io_registry_entry_t;
+typedef io_object_t io_service_t;
+typedef io_object_t io_iterator_t;
+typedef UInt32 IOOptionBits;
+#define IO_OBJECT_NULL ((io_object_t)0)
+
+// ---- Main port (macOS 12 and later)
+extern const mach_port_t kIOMainPortDefault;
+
+// ---- Objects and registry entries
+kern_return_t IOObjectRelease(io_object_t object);
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
+                                          IOOptionBits options);
+
+// ---- Service matching
+// Consumes one reference to `matching`.
+io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
+CFMutableDictionaryRef IOServiceMatching(const char* name);
+
+#ifdef __cplusplus
+}
+#endif
