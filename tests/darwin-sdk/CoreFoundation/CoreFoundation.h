@@ -82,6 +82,10 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding);
 CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2, CFStringCompareFlags compareOptions);
+// A constant string from a literal; CFString.h's form for compilers without
+// the constant-string builtin.
+CFStringRef __CFStringMakeConstantString(const char* cStr);
+#define CFSTR(cStr) __CFStringMakeConstantString("" cStr "")
 
 // Data
 CFTypeID CFDataGetTypeID(void);
