@@ -147,3 +147,12 @@ std::optional<int32_t> NetlinkDecoding::defaultRouteInterface(const std::vector<
 }
 
 }  // namespace orv
+
+namespace orv {
+
+std::optional<int32_t> NetlinkDecoding::primaryInterface(const std::vector<NetlinkRoute>& routes) {
+    if (auto index = defaultRouteInterface(routes, inetFamily)) return index;
+    return defaultRouteInterface(routes, inet6Family);
+}
+
+}  // namespace orv

@@ -72,6 +72,13 @@ struct NetlinkDecoding {
     // The output interface of the main table's default unicast route of
     // `family` with the lowest priority; absent when there is none.
     static std::optional<int32_t> defaultRouteInterface(const std::vector<NetlinkRoute>& routes, uint8_t family);
+
+    static constexpr uint8_t inetFamily = 2;    // AF_INET
+    static constexpr uint8_t inet6Family = 10;  // AF_INET6 on Linux
+
+    // The primary interface's index: the IPv4 default route's, else the
+    // IPv6 one's.
+    static std::optional<int32_t> primaryInterface(const std::vector<NetlinkRoute>& routes);
 };
 
 }  // namespace orv

@@ -16,6 +16,13 @@ int64_t SysctlDecoding::integer(std::span<const uint8_t, 8> buffer, size_t lengt
     return wide;
 }
 
+std::optional<uint64_t> SysctlDecoding::exactUInt64(std::span<const uint8_t> bytes) {
+    if (bytes.size() != sizeof(uint64_t)) return std::nullopt;
+    uint64_t value = 0;
+    std::memcpy(&value, bytes.data(), sizeof value);
+    return value;
+}
+
 std::optional<std::string> SysctlDecoding::string(std::span<const uint8_t> buffer) {
     auto end = std::find(buffer.begin(), buffer.end(), uint8_t(0));
     auto text = buffer.first(size_t(end - buffer.begin()));

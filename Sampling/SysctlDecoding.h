@@ -14,6 +14,9 @@ struct SysctlDecoding {
     // the 64-bit value of the buffer.
     static int64_t integer(std::span<const uint8_t, 8> buffer, size_t length);
 
+    // hw.memsize is only trusted as exactly 8 bytes; absent otherwise.
+    static std::optional<uint64_t> exactUInt64(std::span<const uint8_t> bytes);
+
     // The bytes before the first zero byte; absent when they are not UTF-8.
     static std::optional<std::string> string(std::span<const uint8_t> buffer);
 

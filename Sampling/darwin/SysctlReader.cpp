@@ -32,11 +32,12 @@ std::string SysctlReader::string(const std::string& name) {
 }
 
 uint64_t SysctlReader::exactUInt64(const std::string& name) {
-    uint64_t value = 0;
-    size_t length = sizeof value;
-    if (sysctlbyname(name.c_str(), &value, &length, nullptr, 0) != 0) throw SamplingError::sysctl(name, errno);
-    if (length != sizeof value) throw SamplingError::sysctl(name, EINVAL);
-    return value;
+    std::array<uint8_t, 8> buffer{};
+    size_t length = buffer.size();
+    if (sysctlbyname(name.c_str(), buffer.data(), &length, nullptr, 0) != 0) throw SamplingError::sysctl(name, errno);
+    auto value = SysctlDecoding::exactUInt64(std::span<const uint8_t>(buffer.data(), std::min(length, buffer.size())));
+    if (!value) throw SamplingError::sysctl(name, EINVAL);
+    return *value;
 }
 
 std::vector<uint8_t> SysctlReader::bytes(const std::string& name, size_t size) {

@@ -32,6 +32,7 @@ static_assert(offsetof(rtnl_link_stats64, rx_bytes) == NetlinkDecoding::stats64R
 static_assert(offsetof(rtnl_link_stats64, tx_bytes) == NetlinkDecoding::stats64TxBytesOffset);
 static_assert(RTA_TABLE == NetlinkDecoding::routeTableAttribute && RTA_OIF == NetlinkDecoding::routeOutputAttribute);
 static_assert(RTA_PRIORITY == NetlinkDecoding::routePriorityAttribute);
+static_assert(AF_INET == NetlinkDecoding::inetFamily && AF_INET6 == NetlinkDecoding::inet6Family);
 static_assert(RT_TABLE_MAIN == NetlinkDecoding::mainTable && RTN_UNICAST == NetlinkDecoding::unicastRoute);
 
 namespace {
@@ -116,13 +117,11 @@ public:
         } catch (const SamplingError&) {
             return std::nullopt;
         }
-        for (uint8_t family : {uint8_t(AF_INET), uint8_t(AF_INET6)}) {
-            auto index = NetlinkDecoding::defaultRouteInterface(routes_, family);
-            if (!index) continue;
-            if (auto name = names_.find(*index); name != names_.end()) return name->second;
-            char buffer[IF_NAMESIZE] = {};
-            if (if_indextoname(unsigned(*index), buffer)) return std::string(buffer);
-        }
+        auto index = NetlinkDecoding::primaryInterface(routes_);
+        if (!index) return std::nullopt;
+        if (auto name = names_.find(*index); name != names_.end()) return name->second;
+        char buffer[IF_NAMESIZE] = {};
+        if (if_indextoname(unsigned(*index), buffer)) return std::string(buffer);
         return std::nullopt;
     }
 
