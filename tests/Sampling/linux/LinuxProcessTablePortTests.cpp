@@ -1,0 +1,276 @@
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "Sampling/ProcessSampler.h"
+#include "Sampling/linux/LinuxProcessTablePort.h"
+#include "support/TempDir.h"
+
+namespace orv {
+namespace {
+
+using test::TempDir;
+
+// A proc/<pid>/ directory as the kernel writes it: 100 ticks a second,
+// 4 KiB pages.
+void writeProcess(const TempDir& root, int pid, const std::string& comm, char state, int ppid, uint64_t utime,
+                  uint64_t stime, uint64_t start) {
+    std::string dir = "proc/" + std::to_string(pid) + "/";
+    root.write(dir + "stat", std::to_string(pid) + " (" + comm + ") " + state + " " + std::to_string(ppid) +
+                                 " 1 1 0 -1 4194560 100 0 0 0 " + std::to_string(utime) + " " +
+                                 std::to_string(stime) + " 0 0 20 0 1 0 " + std::to_string(start) +
+                                 " 1000000 300 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n");
+    root.write(dir + "statm", "2000 300 100 10 0 250 0\n");
+    root.write(dir + "schedstat", "123456 789 42\n");
+    root.write(dir + "io",
+               "rchar: 9000\nwchar: 8000\nsyscr: 10\nsyscw: 20\nread_bytes: 4096\nwrite_bytes: 8192\n"
+               "cancelled_write_bytes: 0\n");
+}
+
+LinuxProcessTablePort::Options fixtureOptions(const TempDir& root) {
+    LinuxProcessTablePort::Options options;
+    options.root = root.path();
+    options.bootUnixSeconds = 1'700'000'000.0;
+    options.ticksPerSecond = 100;
+    options.pageSize = 4096;
+    return options;
+}
+
+ProcessSampler samplerFor(LinuxProcessTablePort::Options options) {
+    return ProcessSampler(std::make_unique<LinuxProcessTablePort>(std::move(options)));
+}
+
+const ProcessReading* find(const std::vector<ProcessReading>& readings, int32_t pid) {
+    for (const auto& r : readings) if (r.pid == pid) return &r;
+    return nullptr;
+}
+
+TEST(LinuxProcessTablePort, ReadsEveryFigureOfAProcess) {
+    TempDir root;
+    writeProcess(root, 42, "bash", 'S', 1, 250, 50, 12345);
+    root.symlink("proc/42/exe", "/usr/bin/bash");
+    root.write("proc/self", "not a process");
+    root.write("proc/meminfo", "MemTotal: 1 kB\n");
+    auto sampler = samplerFor(fixtureOptions(root));
+    auto readings = sampler.sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    const auto& r = readings[0];
+    EXPECT_EQ(r.pid, 42);
+    EXPECT_EQ(r.parentPID, 1);
+    EXPECT_EQ(r.uid, getuid());  // the owner of the files
+    EXPECT_EQ(r.name, "bash");
+    EXPECT_EQ(r.executablePath, "/usr/bin/bash");
+    EXPECT_EQ(r.startTime, Date::fromUnixSeconds(double(170'000'000'000LL + 12345) / 100));
+    EXPECT_EQ(r.cpuTime, Duration::seconds(3));
+    EXPECT_EQ(r.footprintBytes, 200u * 4096);  // resident − shared pages
+    EXPECT_EQ(r.diskReadBytes, 4096u);
+    EXPECT_EQ(r.diskWriteBytes, 8192u);
+    EXPECT_EQ(r.energyNJ, 0u);
+    EXPECT_EQ(r.wakeups, 42u);
+    EXPECT_TRUE(r.isComplete);
+}
+
+TEST(LinuxProcessTablePort, ZombieIsSkipped) {
+    TempDir root;
+    writeProcess(root, 42, "defunct", 'Z', 1, 0, 0, 1);
+    writeProcess(root, 43, "alive", 'R', 1, 0, 0, 1);
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].pid, 43);
+}
+
+TEST(LinuxProcessTablePort, KernelThreadWithoutExeHasNoPath) {
+    TempDir root;
+    writeProcess(root, 2, "kthreadd", 'S', 0, 0, 0, 0);
+    root.write("proc/2/statm", "0 0 0 0 0 0 0\n");
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].executablePath, std::nullopt);
+    EXPECT_EQ(readings[0].name, "kthreadd");
+    EXPECT_EQ(readings[0].footprintBytes, 0u);
+    EXPECT_EQ(readings[0].parentPID, 0);
+}
+
+TEST(LinuxProcessTablePort, RefusedIoKeepsCpuAndMemoryButIsIncompleteAndNotAskedAgain) {
+    TempDir root;
+    writeProcess(root, 42, "sshd", 'S', 1, 100, 0, 5);
+    auto options = fixtureOptions(root);
+    int ioOpens = 0;
+    options.open = [&ioOpens](int dir, const char* path) {
+        if (std::strstr(path, "/io")) {
+            ++ioOpens;
+            errno = EACCES;
+            return -1;
+        }
+        return ::openat(dir, path, O_RDONLY | O_CLOEXEC);
+    };
+    auto sampler = samplerFor(options);
+    for (int pass = 0; pass < 3; ++pass) {
+        auto readings = sampler.sampleNow();
+        ASSERT_EQ(readings.size(), 1u);
+        const auto& r = readings[0];
+        EXPECT_FALSE(r.isComplete);
+        EXPECT_EQ(r.cpuTime, Duration::seconds(1));
+        EXPECT_EQ(r.footprintBytes, 200u * 4096);
+        EXPECT_EQ(r.wakeups, 42u);
+        EXPECT_EQ(r.diskReadBytes, 0u);
+        EXPECT_EQ(r.diskWriteBytes, 0u);
+    }
+    EXPECT_EQ(ioOpens, 1);
+    EXPECT_EQ(sampler.refusedCount(), 1u);
+}
+
+TEST(LinuxProcessTablePort, ProcessGoneBetweenListingAndReadingIsSkipped) {
+    TempDir root;
+    root.mkdir("proc/41");  // listed, but its files are gone
+    writeProcess(root, 42, "survivor", 'S', 1, 0, 0, 1);
+    writeProcess(root, 43, "leaving", 'S', 1, 0, 0, 1);
+    std::filesystem::remove(root.path() / "proc/43/statm");  // exited after its stat was read
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].pid, 42);
+}
+
+TEST(LinuxProcessTablePort, CommandWithSpacesAndParenthesesIsKeptWhole) {
+    TempDir root;
+    writeProcess(root, 42, "my (odd) name", 'S', 7, 1, 1, 1);
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].name, "my (odd) name");
+    EXPECT_EQ(readings[0].parentPID, 7);
+}
+
+TEST(LinuxProcessTablePort, FifteenByteCommandTakesTheExecutablesName) {
+    TempDir root;
+    writeProcess(root, 42, "gnome-shell-cal", 'S', 1, 1, 1, 1);
+    root.symlink("proc/42/exe", "/usr/libexec/gnome-shell-calendar-server");
+    writeProcess(root, 43, "gnome-shell-cal", 'S', 1, 1, 1, 1);  // path unreadable: name kept
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    EXPECT_EQ(find(readings, 42)->name, "gnome-shell-calendar-server");
+    EXPECT_EQ(find(readings, 43)->name, "gnome-shell-cal");
+}
+
+TEST(LinuxProcessTablePort, MalformedStatIsSkipped) {
+    TempDir root;
+    root.write("proc/40/stat", "40 (truncated");
+    root.write("proc/41/stat", "41 (short) S 1 1\n");
+    writeProcess(root, 42, "fine", 'S', 1, 0, 0, 1);
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].pid, 42);
+}
+
+TEST(LinuxProcessTablePort, ReusedPidIsANewInstance) {
+    TempDir root;
+    writeProcess(root, 42, "first", 'S', 1, 0, 0, 100);
+    auto sampler = samplerFor(fixtureOptions(root));
+    auto first = sampler.sampleNow();
+    writeProcess(root, 42, "second", 'S', 1, 0, 0, 900);
+    auto second = sampler.sampleNow();
+    ASSERT_EQ(second.size(), 1u);
+    EXPECT_EQ(second[0].name, "second");
+    EXPECT_NE(second[0].startTime, first[0].startTime);
+}
+
+TEST(LinuxProcessTablePort, ExitedProcessesGiveTheirDescriptorsBack) {
+    TempDir root;
+    writeProcess(root, 42, "a", 'S', 1, 0, 0, 1);
+    writeProcess(root, 43, "b", 'S', 1, 0, 0, 1);
+    auto port = std::make_unique<LinuxProcessTablePort>(fixtureOptions(root));
+    auto* raw = port.get();
+    ProcessSampler sampler(std::move(port));
+    sampler.sampleNow();
+    EXPECT_EQ(raw->keptDescriptors(), 8u);
+    std::filesystem::remove_all(root.path() / "proc/43");
+    sampler.sampleNow();
+    EXPECT_EQ(raw->keptDescriptors(), 4u);
+}
+
+TEST(LinuxProcessTablePort, BeyondTheDescriptorBudgetFilesAreReadAndClosed) {
+    TempDir root;
+    for (int pid = 10; pid < 20; ++pid) writeProcess(root, pid, "p", 'S', 1, 0, 0, 1);
+    auto options = fixtureOptions(root);
+    options.descriptorBudget = 6;
+    auto port = std::make_unique<LinuxProcessTablePort>(options);
+    auto* raw = port.get();
+    ProcessSampler sampler(std::move(port));
+    auto readings = sampler.sampleNow();
+    EXPECT_EQ(readings.size(), 10u);
+    for (const auto& r : readings) EXPECT_TRUE(r.isComplete);
+    EXPECT_EQ(raw->keptDescriptors(), 6u);
+}
+
+TEST(LinuxProcessTablePort, MissingProcDirectoryIsAnEmptyTable) {
+    TempDir root;
+    EXPECT_TRUE(samplerFor(fixtureOptions(root)).sampleNow().empty());
+}
+
+// ---------------------------------------------------------------- live
+
+TEST(LinuxProcessTablePortLive, SeesOurOwnPidParentAndUid) {
+    ProcessSampler sampler;
+    auto readings = sampler.sampleNow();
+    const auto* self = find(readings, getpid());
+    ASSERT_NE(self, nullptr);
+    EXPECT_EQ(self->parentPID, getppid());
+    EXPECT_EQ(self->uid, geteuid());
+    EXPECT_TRUE(self->isComplete);  // our own io is always readable
+    EXPECT_TRUE(self->executablePath.has_value());
+    EXPECT_GT(self->footprintBytes, 0u);
+    EXPECT_GT(readings.size(), 1u);
+}
+
+TEST(LinuxProcessTablePortLive, CpuTimeGrowsAfterBurningCpu) {
+    ProcessSampler sampler;
+    auto before = *find(sampler.sampleNow(), getpid());
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    volatile uint64_t spin = 0;
+    while (std::chrono::steady_clock::now() < until) spin = spin + 1;
+    auto after = *find(sampler.sampleNow(), getpid());
+    EXPECT_GE((after.cpuTime - before.cpuTime).toSeconds(), 0.2);
+    EXPECT_EQ(after.startTime, before.startTime);  // the same double every pass
+}
+
+TEST(LinuxProcessTablePortLive, ChildStartTimeIsWithinFiftyMillisecondsOfItsSpawn) {
+    ProcessSampler sampler;
+    sampler.sampleNow();  // warm: the boot instant is taken at construction
+    Date spawned = Date::now();
+    pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    ASSERT_GT(child, 0);
+    auto readings = sampler.sampleNow();
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    const auto* r = find(readings, child);
+    ASSERT_NE(r, nullptr);
+    EXPECT_NEAR(r->startTime.secondsSinceReferenceDate, spawned.secondsSinceReferenceDate, 0.05);
+    EXPECT_EQ(r->parentPID, getpid());
+}
+
+TEST(LinuxProcessTablePortLive, ReapedChildDisappearsAndItsPidIsNotMisread) {
+    ProcessSampler sampler;
+    pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    ASSERT_NE(find(sampler.sampleNow(), child), nullptr);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(find(sampler.sampleNow(), child), nullptr);
+}
+
+}  // namespace
+}  // namespace orv
