@@ -2,6 +2,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -132,6 +133,8 @@ std::optional<std::vector<BlueZDevice>> devices(const BlueZOptions& options) {
         if (readObject(reply, out) < 0 || sd_bus_message_exit_container(reply) < 0) return std::nullopt;
     }
     if (r < 0) return std::nullopt;
+    // The bus lists objects in no particular order; readings follow the paths.
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.objectPath < b.objectPath; });
     return out;
 }
 

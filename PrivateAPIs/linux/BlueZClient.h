@@ -22,7 +22,8 @@ struct BlueZOptions {
 namespace BlueZClient {
 
 // BlueZ's device objects from org.freedesktop.DBus.ObjectManager's
-// GetManagedObjects on "org.bluez"; absent without a bus or without BlueZ.
+// GetManagedObjects on "org.bluez", in object-path order; absent without a
+// bus or without BlueZ.
 std::optional<std::vector<BlueZDevice>> devices(const BlueZOptions& options);
 
 // Readings from BlueZ and the kernel's HID batteries.
