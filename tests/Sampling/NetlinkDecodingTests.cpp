@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "Sampling/NetlinkDecoding.h"
+#include "support/TempDir.h"
+
+namespace orv {
+namespace {
+
+std::vector<uint8_t> readFixture(const char* name) {
+    std::ifstream file(test::fixture(std::string("network/") + name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Hand-built rtnetlink messages.
+// Appends `size` bytes and pads to the 4-byte alignment netlink uses.
+void put(std::vector<uint8_t>& bytes, const void* data, size_t size) {
+    const size_t at = bytes.size();
+    bytes.resize(at + ((size + 3) & ~size_t(3)), 0);
+    if (size) std::memcpy(bytes.data() + at, data, size);
+}
+
+std::vector<uint8_t> attribute(uint16_t type, const void* data, size_t size) {
+    std::vector<uint8_t> bytes;
+    uint16_t header[2] = {uint16_t(4 + size), type};
+    put(bytes, header, 4);
+    put(bytes, data, size);
+    return bytes;
+}
+
+std::vector<uint8_t> message(uint16_t type, uint32_t sequence, const std::vector<uint8_t>& payload) {
+    std::vector<uint8_t> bytes(16, 0);
+    uint32_t length = uint32_t(16 + payload.size());
+    std::memcpy(bytes.data(), &length, 4);
+    std::memcpy(bytes.data() + 4, &type, 2);
+    std::memcpy(bytes.data() + 8, &sequence, 4);
+    put(bytes, payload.data(), payload.size());
+    return bytes;
+}
+
+std::vector<uint8_t> link(int32_t index, const char* name, uint64_t rx, uint64_t tx) {
+    std::vector<uint8_t> payload(16, 0);
+    std::memcpy(payload.data() + 4, &index, 4);
+    auto nameAttribute = attribute(3, name, std::strlen(name) + 1);
+    payload.insert(payload.end(), nameAttribute.begin(), nameAttribute.end());
+    uint64_t stats[24] = {};
+    stats[2] = rx;
+    stats[3] = tx;
+    auto statsAttribute = attribute(23, stats, sizeof stats);
+    payload.insert(payload.end(), statsAttribute.begin(), statsAttribute.end());
+    return payload;
+}
+
+std::vector<uint8_t> route(uint8_t family, uint8_t destinationLength, int32_t outputInterface, uint32_t priority) {
+    std::vector<uint8_t> payload(12, 0);
+    payload[0] = family;
+    payload[1] = destinationLength;
+    payload[4] = 254;  // main table
+    payload[7] = 1;    // unicast
+    auto oif = attribute(4, &outputInterface, 4);
+    payload.insert(payload.end(), oif.begin(), oif.end());
+    auto metric = attribute(6, &priority, 4);
+    payload.insert(payload.end(), metric.begin(), metric.end());
+    return payload;
+}
+
+std::vector<uint8_t> concat(std::initializer_list<std::vector<uint8_t>> parts) {
+    std::vector<uint8_t> all;
+    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+TEST(NetlinkDecoding, CapturedLinkDumpGivesEveryInterface) {
+    auto dump = readFixture("getlink-dump.bin");
+    ASSERT_FALSE(dump.empty());
+    std::vector<NetlinkLink> links;
+    auto progress = NetlinkDecoding::links(dump, 7, links);
+    EXPECT_TRUE(progress.done);
+    EXPECT_EQ(progress.error, 0);
+    EXPECT_FALSE(progress.malformed);
+    ASSERT_EQ(links.size(), 4u);
+    EXPECT_EQ(links[0].name, "lo");
+    EXPECT_EQ(links[0].counters, (InterfaceCounters{3267, 3267}));
+    EXPECT_EQ(links[3].name, "eth0");
+    EXPECT_EQ(links[3].index, 4);
+    EXPECT_EQ(links[3].counters, (InterfaceCounters{103332010, 90365}));
+}
+
+TEST(NetlinkDecoding, CapturedRouteDumpNamesTheIPv4DefaultRoute) {
+    auto dump = readFixture("getroute-dump.bin");
+    std::vector<NetlinkRoute> routes;
+    auto progress = NetlinkDecoding::routes(dump, 8, routes);
+    EXPECT_TRUE(progress.done);
+    EXPECT_FALSE(progress.malformed);
+    EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 4);
+    EXPECT_EQ(NetlinkDecoding::defaultRouteInterface(routes, NetlinkDecoding::inet6Family), 4);
+}
+
+TEST(NetlinkDecoding, HandBuiltLinksAndDone) {
+    auto datagram = concat({message(16, 1, link(2, "enp3s0", 500, 600)), message(3, 1, std::vector<uint8_t>(4, 0))});
+    std::vector<NetlinkLink> links;
+    auto progress = NetlinkDecoding::links(datagram, 1, links);
+    EXPECT_TRUE(progress.done);
+    ASSERT_EQ(links.size(), 1u);
+    EXPECT_EQ(links[0], (NetlinkLink{2, "enp3s0", InterfaceCounters{500, 600}}));
+}
+
+TEST(NetlinkDecoding, MessagesOfAnotherSequenceAreIgnored) {
+    auto datagram = concat({message(16, 9, link(2, "stale0", 1, 1)), message(16, 1, link(3, "eth1", 2, 2))});
+    std::vector<NetlinkLink> links;
+    auto progress = NetlinkDecoding::links(datagram, 1, links);
+    EXPECT_FALSE(progress.done);
+    ASSERT_EQ(links.size(), 1u);
+    EXPECT_EQ(links[0].name, "eth1");
+}
+
+TEST(NetlinkDecoding, ErrorMessageGivesItsErrno) {
+    int32_t error[4] = {-95, 0, 0, 0};  // EOPNOTSUPP
+    std::vector<uint8_t> payload;
+    put(payload, error, sizeof error);
+    std::vector<NetlinkLink> links;
+    EXPECT_EQ(NetlinkDecoding::links(message(2, 1, payload), 1, links).error, 95);
+}
+
+TEST(NetlinkDecoding, TruncatedMessageIsMalformedAndKeepsWhatWasRead) {
+    auto datagram = concat({message(16, 1, link(2, "eth0", 1, 1)), message(16, 1, link(3, "eth1", 2, 2))});
+    datagram.resize(datagram.size() - 40);
+    std::vector<NetlinkLink> links;
+    auto progress = NetlinkDecoding::links(datagram, 1, links);
+    EXPECT_TRUE(progress.malformed);
+    ASSERT_EQ(links.size(), 1u);
+    EXPECT_EQ(links[0].name, "eth0");
+}
+
+TEST(NetlinkDecoding, AttributeRunningPastItsMessageIsMalformed) {
+    auto payload = link(2, "eth0", 1, 1);
+    uint16_t bogus = 2000;
+    std::memcpy(payload.data() + 16, &bogus, 2);
+    std::vector<NetlinkLink> links;
+    EXPECT_TRUE(NetlinkDecoding::links(message(16, 1, payload), 1, links).malformed);
+    EXPECT_TRUE(links.empty());
+}
+
+TEST(NetlinkDecoding, LinkWithoutStats64HasNoCounters) {
+    std::vector<uint8_t> payload(16, 0);
+    auto name = attribute(3, "tun0", 5);
+    payload.insert(payload.end(), name.begin(), name.end());
+    std::vector<NetlinkLink> links;
+    NetlinkDecoding::links(message(16, 1, payload), 1, links);
+    ASSERT_EQ(links.size(), 1u);
+    EXPECT_FALSE(links[0].counters);
+}
+
+TEST(NetlinkDecoding, IPv6DefaultRouteWhenIPv4HasNone) {
+    auto datagram = concat({message(24, 1, route(2, 24, 2, 0)),     // an IPv4 subnet, not a default
+                            message(24, 1, route(10, 0, 5, 1024))});  // the IPv6 default
+    std::vector<NetlinkRoute> routes;
+    NetlinkDecoding::routes(datagram, 1, routes);
+    EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 5);
+}
+
+TEST(NetlinkDecoding, LowestPriorityDefaultRouteWins) {
+    auto datagram = concat({message(24, 1, route(2, 0, 3, 600)), message(24, 1, route(2, 0, 2, 100))});
+    std::vector<NetlinkRoute> routes;
+    NetlinkDecoding::routes(datagram, 1, routes);
+    EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 2);
+}
+
+TEST(NetlinkDecoding, NoDefaultRouteIsAbsent) {
+    std::vector<NetlinkRoute> routes;
+    NetlinkDecoding::routes(message(24, 1, route(2, 8, 1, 0)), 1, routes);
+    EXPECT_FALSE(NetlinkDecoding::primaryInterface(routes));
+}
+
+}  // namespace
+}  // namespace orv
