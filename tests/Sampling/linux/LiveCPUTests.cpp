@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "Sampling/CPUSampler.h"
+
+namespace orv {
+namespace {
+
+// The per-core array holds the online cores in order of their numbers, so
+// a core's position is its rank among the online cores.
+std::optional<size_t> positionOf(int core) {
+    cpu_set_t online;
+    CPU_ZERO(&online);
+    if (sched_getaffinity(0, sizeof online, &online) != 0 || !CPU_ISSET(core, &online)) return std::nullopt;
+    size_t position = 0;
+    for (int c = 0; c < core; ++c) position += CPU_ISSET(c, &online) ? 1 : 0;
+    return position;
+}
+
+TEST(LiveCPU, BurnedCoreShowsInThePerCoreFigures) {
+    cpu_set_t allowed;
+    CPU_ZERO(&allowed);
+    ASSERT_EQ(sched_getaffinity(0, sizeof allowed, &allowed), 0);
+    int core = -1;
+    for (int c = CPU_SETSIZE - 1; c >= 0; --c) {
+        if (CPU_ISSET(c, &allowed)) {
+            core = c;
+            break;
+        }
+    }
+    ASSERT_GE(core, 0);
+    auto position = positionOf(core);
+    ASSERT_TRUE(position);
+    long onlineCores = sysconf(_SC_NPROCESSORS_ONLN);
+    if (CPU_COUNT(&allowed) != onlineCores) GTEST_SKIP() << "this process may not use every online core";
+
+    CPUSampler sampler(makeCPUPort("/"));
+    std::atomic<bool> stop{false};
+    std::thread burner([&] {
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(core, &one);
+        pthread_setaffinity_np(pthread_self(), sizeof one, &one);
+        volatile uint64_t spin = 0;
+        while (!stop.load(std::memory_order_relaxed)) spin = spin + 1;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    sampler.sampleNow();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    auto stats = sampler.sampleNow();
+    stop = true;
+    burner.join();
+
+    ASSERT_EQ(stats.perCorePercent.size(), size_t(onlineCores));
+    EXPECT_GT(stats.perCorePercent[*position], 90.0);
+    EXPECT_GT(stats.totalPercent, 100.0 / double(onlineCores) * 0.9);
+}
+
+}  // namespace
+}  // namespace orv
