@@ -10,6 +10,7 @@
 
 #include "Sampling/EnergyCoefficientsLoader.h"
 #include "Sampling/ProcessMath.h"
+#include "cli/Format.h"
 #include "core/ContinuousClock.h"
 #include "core/Date.h"
 #include "core/JsonCoding.h"
@@ -17,17 +18,6 @@
 namespace orv::cli {
 
 namespace {
-
-// Bytes with a binary prefix, short enough for a table column.
-std::string bytesText(double bytes) {
-    static constexpr const char* units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
-    size_t unit = 0;
-    while (bytes >= 1024 && unit + 1 < std::size(units)) {
-        bytes /= 1024;
-        ++unit;
-    }
-    return unit == 0 ? fmt::format("{:.0f} {}", bytes, units[unit]) : fmt::format("{:.1f} {}", bytes, units[unit]);
-}
 
 std::string optionalText(const std::optional<double>& value) {
     return value ? fmt::format("{:.1f}", *value) : std::string("-");
@@ -72,12 +62,12 @@ void printProcessRates(const std::vector<ProcessSample>& samples, bool json, std
         out << json::encode(samples) << '\n';
         return;
     }
-    out << fmt::format("{:>7} {:>6} {:>10} {:>11} {:>11} {:>7}  {}\n", "PID", "CPU %", "MEMORY", "READ/s",
+    out << fmt::format("{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {}\n", "PID", "CPU %", "MEMORY", "READ/s",
                        "WRITE/s", "IMPACT", "NAME");
     for (const auto& s : samples) {
-        out << fmt::format("{:>7} {:>6.1f} {:>10} {:>11} {:>11} {:>7}  {}\n", s.pid, s.cpuPercent,
-                           bytesText(double(s.footprintBytes)), bytesText(s.diskReadBPS),
-                           bytesText(s.diskWriteBPS), optionalText(s.energyImpact), s.name);
+        out << fmt::format("{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {}\n", s.pid, formatPercent(s.cpuPercent),
+                           formatBytes(s.footprintBytes), formatRate(s.diskReadBPS), formatRate(s.diskWriteBPS),
+                           optionalText(s.energyImpact), s.name);
     }
 }
 

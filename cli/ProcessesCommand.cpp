@@ -1,14 +1,17 @@
 // `orvantine processes`: one pass over the machine's processes, as a table
 // or as the exact wire JSON of the readings.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <fmt/format.h>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "Sampling/ProcessSampler.h"
 #include "cli/CommandRegistry.h"
 #include "cli/Format.h"
+#include "cli/ProcessRatesView.h"
 #include "core/JsonCoding.h"
 
 namespace orv::cli {
@@ -17,6 +20,8 @@ namespace {
 
 struct ProcessesOptions {
     bool json = false;
+    bool rates = false;
+    double intervalSeconds = 1.0;
 };
 
 void printTable(std::vector<ProcessReading> readings) {
@@ -48,6 +53,11 @@ void printTable(std::vector<ProcessReading> readings) {
 
 void run(const ProcessesOptions& options) {
     ProcessSampler sampler;
+    if (options.rates) {
+        auto interval = Duration::nanoseconds(std::llround(options.intervalSeconds * 1e9));
+        runProcessRates(sampler, ProcessRatesOptions{interval, options.json}, std::cout);
+        return;
+    }
     auto readings = sampler.sample().get();
     if (options.json) {
         std::fputs(json::encode(readings).c_str(), stdout);
@@ -61,6 +71,12 @@ CommandRegistration registration(10, [](CLI::App& app) {
     auto options = std::make_shared<ProcessesOptions>();
     auto* command = app.add_subcommand("processes", "One reading of every process: CPU time, memory, disk");
     command->add_flag("--json", options->json, "Print the readings as JSON");
+    auto* rates = command->add_flag("--rates", options->rates,
+                                    "Rates over an interval instead: CPU %, disk per second, energy impact");
+    command->add_option("--interval", options->intervalSeconds, "Seconds between the two passes of --rates")
+        ->default_val(1.0)
+        ->check(CLI::Range(0.001, 3600.0))
+        ->needs(rates);
     command->callback([options] { run(*options); });
 });
 
