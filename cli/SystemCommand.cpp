@@ -7,7 +7,7 @@
 namespace {
 
 orv::cli::CommandRegistration registration(20, [](CLI::App& app) {
-    auto* cmd = app.add_subcommand("system", "CPU, memory, disk and network figures over one interval");
+    auto* cmd = app.add_subcommand("system", "CPU, memory, disk, network, battery, GPU, thermal and sensor figures over one interval");
     auto json = std::make_shared<bool>(false);
     auto interval = std::make_shared<double>(1.0);
     cmd->add_flag("--json", *json, "one JSON object with a key per section");

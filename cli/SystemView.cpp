@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Sampling/CPUSampler.h"
+#include "cli/PowerSensorsReport.h"
 #include "Sampling/DiskSampler.h"
 #include "Sampling/MemorySampler.h"
 #include "Sampling/NetworkSampler.h"
@@ -58,6 +59,7 @@ std::vector<SystemSection> makeSystemSections() {
     sections.push_back(samplerSection<MemorySampler, MemoryStats>("memory", &printMemory));
     sections.push_back(samplerSection<DiskSampler, DiskStats>("disk", &printDisk));
     sections.push_back(samplerSection<NetworkSampler, NetworkStats>("network", &printNetwork));
+    for (auto& section : makePowerSensorsSections()) sections.push_back(std::move(section));
     return sections;
 }
 

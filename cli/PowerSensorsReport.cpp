@@ -1,0 +1,122 @@
+#include "cli/PowerSensorsReport.h"
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <memory>
+#include <ostream>
+
+#include "PrivateAPIs/BluetoothBatteries.h"
+#include "Sampling/BatterySampler.h"
+#include "Sampling/GPUSampler.h"
+#include "Sampling/SensorsReader.h"
+#include "Sampling/ThermalReader.h"
+#include "core/JsonCoding.h"
+
+namespace orv::cli {
+
+namespace {
+
+// A section whose record is read once, on the second pass: none of these
+// figures are rates, so the first pass has nothing to do.
+template <class Record>
+SystemSection onceSection(std::string key, std::function<std::optional<Record>()> read,
+                          void (*print)(const std::optional<Record>&, std::ostream&)) {
+    auto latest = std::make_shared<std::optional<Record>>();
+    SystemSection section;
+    section.key = key;
+    section.first = [] {};
+    section.second = [latest, read = std::move(read)] { *latest = read(); };
+    section.print = [latest, print](std::ostream& out) { print(*latest, out); };
+    section.json = [latest, key](boost::json::object& object) {
+        if (*latest) object[key] = json::toJsonValue(**latest);
+    };
+    return section;
+}
+
+std::string hoursAndMinutes(Duration d) {
+    int64_t minutes = d.wholeSeconds() / 60;
+    return fmt::format("{}:{:02}", minutes / 60, minutes % 60);
+}
+
+const char* kindName(PeripheralBattery::Kind kind) { return boost::describe::enum_to_string(kind, "other"); }
+
+}  // namespace
+
+std::vector<SystemSection> makePowerSensorsSections() {
+    std::vector<SystemSection> sections;
+
+    auto battery = std::make_shared<BatterySampler>();
+    sections.push_back(onceSection<BatteryStats>(
+        "battery", [battery] { return battery->sample(); }, &printBattery));
+
+    auto gpu = std::make_shared<GPUSampler>();
+    sections.push_back(onceSection<GPUStats>("gpu", [gpu] { return gpu->stats(); }, &printGPU));
+
+    auto pressure = std::make_shared<ThermalPressure>(ThermalPressure::nominal);
+    SystemSection thermal;
+    thermal.key = "thermal";
+    thermal.first = [] {};
+    thermal.second = [pressure] { *pressure = ThermalReader::currentPressure(); };
+    thermal.print = [pressure](std::ostream& out) { printThermal(*pressure, out); };
+    thermal.json = [pressure](boost::json::object& object) { object["thermal"] = json::toJsonValue(*pressure); };
+    sections.push_back(std::move(thermal));
+
+    auto bluetooth = std::make_shared<std::vector<BluetoothBatteries::Reading>>(BluetoothBatteries::readings());
+    sections.push_back(onceSection<SensorStats>(
+        "sensors", [bluetooth] { return SensorsReader::sample(*bluetooth); }, &printSensors));
+    return sections;
+}
+
+void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
+    if (!stats) {
+        fmt::print(out, "Battery  none\n");
+        return;
+    }
+    bool onAC = stats->source == BatteryStats::PowerSource::ac;
+    fmt::print(out, "Battery  {:.0f} % on {}, {}", stats->percent, onAC ? "AC power" : "battery",
+               stats->isCharging ? "charging" : "not charging");
+    if (stats->timeRemaining) {
+        fmt::print(out, ", {} {}", hoursAndMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
+    }
+    fmt::print(out, "\n");
+    std::string details;
+    if (stats->cycleCount) details += fmt::format("  cycles {}", *stats->cycleCount);
+    if (stats->maxCapacityPercent) details += fmt::format("  health {:.1f} %", *stats->maxCapacityPercent);
+    if (stats->powerDrawWatts) details += fmt::format("  draw {:.1f} W", *stats->powerDrawWatts);
+    if (!details.empty()) fmt::print(out, " {}\n", details);
+}
+
+void printGPU(const std::optional<GPUStats>& stats, std::ostream& out) {
+    if (!stats) {
+        fmt::print(out, "GPU      none\n");
+        return;
+    }
+    fmt::print(out, "GPU      {} {:.1f} % busy", stats->name, stats->utilizationPercent);
+    if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(double(*stats->memoryInUseBytes)));
+    fmt::print(out, "\n");
+}
+
+void printThermal(ThermalPressure pressure, std::ostream& out) {
+    fmt::print(out, "Thermal  {}\n", boost::describe::enum_to_string(pressure, "nominal"));
+}
+
+void printSensors(const std::optional<SensorStats>& stats, std::ostream& out) {
+    if (!stats) {
+        fmt::print(out, "Sensors  none (no temperature sensors, fans or Bluetooth peripherals)\n");
+        return;
+    }
+    fmt::print(out, "Sensors  {} temperatures, {} fans, {} peripheral batteries\n", stats->temperatures.size(),
+               stats->fans.size(), stats->peripherals.size());
+    for (const auto& t : stats->temperatures) fmt::print(out, "  {:<28} {:.1f} °C\n", t.name, t.celsius);
+    for (const auto& f : stats->fans) {
+        fmt::print(out, "  fan {:<24} {:.0f} rpm", f.id, f.rpm);
+        if (f.minRPM && f.maxRPM) fmt::print(out, " ({:.0f} to {:.0f})", *f.minRPM, *f.maxRPM);
+        fmt::print(out, "\n");
+    }
+    for (const auto& p : stats->peripherals) {
+        fmt::print(out, "  {:<28} {:.0f} %  ({}, {})\n", p.name, p.percent, kindName(p.kind), p.id);
+    }
+}
+
+}  // namespace orv::cli
