@@ -18,12 +18,19 @@ typedef io_object_t io_service_t;
 typedef io_object_t io_iterator_t;
 typedef UInt32 IOOptionBits;
 #define IO_OBJECT_NULL ((io_object_t)0)
+typedef char io_name_t[128];
+#define kIOServicePlane "IOService"
 
 // ---- Main port (macOS 12 and later)
 extern const mach_port_t kIOMainPortDefault;
 
 // ---- Objects and registry entries
 kern_return_t IOObjectRelease(io_object_t object);
+io_object_t IOIteratorNext(io_iterator_t iterator);
+kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane,
+                                              io_iterator_t* iterator);
+kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMutableDictionaryRef* properties,
+                                                CFAllocatorRef allocator, IOOptionBits options);
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits options);
 
@@ -31,6 +38,8 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
 // Consumes one reference to `matching`.
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
 CFMutableDictionaryRef IOServiceMatching(const char* name);
+// Consumes one reference to `matching`.
+kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing);
 
 #ifdef __cplusplus
 }
