@@ -28,6 +28,8 @@ double increase(unsigned __int128 current, unsigned __int128 baseline) {
     return current >= baseline ? double(current - baseline) : 0.0;
 }
 
+// Two passes at one instant (an empty interval) give zero rates, not
+// infinities or NaN that would poison sums and the JSON.
 double perSecond(double amount, double seconds) { return seconds > 0 ? amount / seconds : 0.0; }
 
 // The process's own increases, or nothing when it has no baseline and was
@@ -110,9 +112,9 @@ std::vector<ProcessSample> samples(const ReadingsByPID& previous, const std::vec
             sample.cpuPercent = std::min(perSecond(measured->cpuNanoseconds, t) / 1e9 / cores * 100.0, 100.0);
             sample.diskReadBPS = perSecond(measured->diskReadBytes, t);
             sample.diskWriteBPS = perSecond(measured->diskWriteBytes, t);
-            // Nanojoules per second are nanowatts; 10^6 of them make a milliwatt.
-            if (reading.isComplete) sample.energyMW = perSecond(measured->energyNJ, t) / 1e6;
             if (reading.isComplete) {
+                // Nanojoules per second are nanowatts; 10^6 of them make a milliwatt.
+                sample.energyMW = perSecond(measured->energyNJ, t) / 1e6;
                 double gpuSeconds = sample.gpuPercent.value_or(0.0) / 100.0 * t;
                 sample.energyImpact = energy.energyImpact(measured->cpuNanoseconds / 1e9, measured->wakeups,
                                                           measured->diskReadBytes, measured->diskWriteBytes,
