@@ -45,12 +45,13 @@ public:
     NetlinkSocket& operator=(const NetlinkSocket&) = delete;
     ~NetlinkSocket() { reset(); }
 
-    // Opens and binds on first use; throws SamplingError.
-    mnl_socket* get() {
+    // Opens and binds on first use, joining the multicast `groups`;
+    // throws SamplingError.
+    mnl_socket* get(unsigned groups = 0) {
         if (socket_) return socket_;
         mnl_socket* opened = mnl_socket_open(NETLINK_ROUTE);
         if (!opened) throw SamplingError::sysctl("NETLINK_ROUTE", errno);
-        if (mnl_socket_bind(opened, 0, MNL_SOCKET_AUTOPID) < 0) {
+        if (mnl_socket_bind(opened, groups, MNL_SOCKET_AUTOPID) < 0) {
             int saved = errno;
             mnl_socket_close(opened);
             throw SamplingError::sysctl("NETLINK_ROUTE", saved);
@@ -72,10 +73,13 @@ private:
     mnl_socket* socket_ = nullptr;
 };
 
-// One RTM_GETLINK dump per sample for the counters and one RTM_GETROUTE
-// dump for the primary interface, into a receive buffer kept between
-// samples. An interface counts when it is a physical device, which sysfs
-// shows as a `device` link below sys/class/net/<name>.
+// One RTM_GETLINK dump per sample for the counters, into a receive buffer
+// kept between samples. The primary interface comes from an RTM_GETROUTE
+// dump, repeated only when the kernel announced a route change on a socket
+// that listens to the route groups: the dump costs as much as the rest of
+// a sample, and default routes rarely change. An interface counts when it
+// is a physical device, which sysfs shows as a `device` link below
+// sys/class/net/<name>.
 class LinuxNetworkPort : public NetworkPort {
 public:
     // The kernel fills dump datagrams up to 32 KiB when the reader's buffer
@@ -109,15 +113,20 @@ public:
     }
 
     std::optional<std::string> primaryInterface() override {
-        routes_.clear();
-        try {
-            dump(RTM_GETROUTE, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-                return NetlinkDecoding::routes(datagram, sequence, routes_);
-            });
-        } catch (const SamplingError&) {
-            return std::nullopt;
+        if (routesChanged()) {
+            routes_.clear();
+            try {
+                dump(RTM_GETROUTE, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+                    return NetlinkDecoding::routes(datagram, sequence, routes_);
+                });
+                primaryIndex_ = NetlinkDecoding::primaryInterface(routes_);
+                primaryKnown_ = true;
+            } catch (const SamplingError&) {
+                primaryKnown_ = false;
+                return std::nullopt;
+            }
         }
-        auto index = NetlinkDecoding::primaryInterface(routes_);
+        auto index = primaryIndex_;
         if (!index) return std::nullopt;
         if (auto name = names_.find(*index); name != names_.end()) return name->second;
         char buffer[IF_NAMESIZE] = {};
@@ -126,6 +135,31 @@ public:
     }
 
 private:
+    // True when the routes must be dumped again: nothing is known yet, or
+    // a route announcement (or a lost one: ENOBUFS) arrived since.
+    bool routesChanged() {
+        bool changed = !primaryKnown_;
+        mnl_socket* listener = nullptr;
+        try {
+            listener = watcher_.get(RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
+        } catch (const SamplingError&) {
+            return true;  // no announcements: dump every time
+        }
+        for (;;) {
+            ssize_t got = ::recv(mnl_socket_get_fd(listener), receive_.data(), receive_.size(), MSG_DONTWAIT);
+            if (got > 0) {
+                changed = true;
+                continue;
+            }
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+                watcher_.reset();
+                changed = true;
+            }
+            return changed;
+        }
+    }
+
     template <class Decode>
     void dump(uint16_t type, Decode decode) {
         mnl_socket* socket = socket_.get();
@@ -172,6 +206,9 @@ private:
 
     std::filesystem::path classNet_;
     NetlinkSocket socket_;
+    NetlinkSocket watcher_;
+    bool primaryKnown_ = false;
+    std::optional<int32_t> primaryIndex_;
     std::vector<uint8_t> receive_;
     uint32_t sequence_ = 0;
     std::vector<NetlinkLink> links_;
