@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <boost/json/parse.hpp>
+#include <chrono>
+#include <cmath>
+#include <future>
+#include <limits>
+
+#include "core/JsonCoding.h"
+#include "helper/HelperService.h"
+#include "support/FakeProcessSource.h"
+#include "support/TestExecutor.h"
+
+namespace orv {
+namespace {
+
+using namespace std::chrono_literals;
+
+class HelperServiceTest : public ::testing::Test {
+protected:
+    std::optional<std::string> sampleReply(HelperService& service) {
+        std::promise<std::optional<std::string>> promise;
+        auto future = promise.get_future();
+        std::thread::id replyThread;
+        service.sampleWithReply([&](std::optional<std::string> data) {
+            replyThread = std::this_thread::get_id();
+            promise.set_value(std::move(data));
+        });
+        EXPECT_EQ(future.wait_for(5s), std::future_status::ready);
+        auto data = future.get();
+        EXPECT_NE(replyThread, std::this_thread::get_id());
+        return data;
+    }
+
+    static PropertyValue info(PropertyValue::Dictionary entries) { return PropertyValue(std::move(entries)); }
+
+    SamplingExecutor& executor = test::testExecutor();
+    std::shared_ptr<test::FakeProcessSource> sampler = std::make_shared<test::FakeProcessSource>();
+};
+
+TEST_F(HelperServiceTest, SampleRepliesWithTheJsonOfTheReadings) {
+    auto reading = test::readingNamed(42, "kernel_task");
+    reading.executablePath = "/usr/libexec/kernel_task";
+    reading.cpuTime = Duration::milliseconds(2500);
+    sampler->setReadings({reading});
+    HelperService service(sampler, std::nullopt, executor);
+    auto data = sampleReply(service);
+    ASSERT_TRUE(data.has_value());
+    EXPECT_EQ(json::decode<std::vector<ProcessReading>>(*data), std::vector<ProcessReading>{reading});
+    auto object = boost::json::parse(*data).as_array().at(0).as_object();
+    EXPECT_EQ(object.size(), 13u);
+    EXPECT_FALSE(object.contains("id"));
+    EXPECT_EQ(object.at("cpuTime"), boost::json::parse("[0, 2500000000000000000]"));
+}
+
+TEST_F(HelperServiceTest, SampleRunsTheSamplerOnTheSamplingThread) {
+    HelperService service(sampler, std::nullopt, executor);
+    std::promise<bool> onExecutor;
+    service.sampleWithReply([&](std::optional<std::string>) { onExecutor.set_value(executor.isCurrent()); });
+    EXPECT_TRUE(onExecutor.get_future().get());
+}
+
+TEST_F(HelperServiceTest, UnreadableTableRepliesEmptyList) {
+    sampler->setReadings({});
+    HelperService service(sampler, std::nullopt, executor);
+    EXPECT_EQ(sampleReply(service), std::optional<std::string>("[]"));
+}
+
+TEST_F(HelperServiceTest, SamplerFailureRepliesEmptyList) {
+    sampler->setThrows(true);
+    HelperService service(sampler, std::nullopt, executor);
+    EXPECT_EQ(sampleReply(service), std::optional<std::string>("[]"));
+}
+
+TEST_F(HelperServiceTest, EncodingFailureRepliesNothing) {
+    HelperService service(sampler, std::nullopt, executor,
+                          [](const std::vector<ProcessReading>&) -> std::optional<std::string> { return std::nullopt; });
+    EXPECT_EQ(sampleReply(service), std::nullopt);
+}
+
+TEST_F(HelperServiceTest, DateWithoutJsonFormFailsTheDefaultEncoder) {
+    auto reading = test::readingNamed(3, "odd");
+    reading.startTime = Date{std::numeric_limits<double>::quiet_NaN()};
+    sampler->setReadings({reading});
+    HelperService service(sampler, std::nullopt, executor);
+    EXPECT_EQ(sampleReply(service), std::nullopt);
+}
+
+TEST_F(HelperServiceTest, IncompleteReadingHasZerosAndFalse) {
+    ProcessReading r = test::readingNamed(99, "secretd");
+    r.isComplete = false;
+    sampler->setReadings({r});
+    HelperService service(sampler, std::nullopt, executor);
+    auto object = boost::json::parse(*sampleReply(service)).as_array().at(0).as_object();
+    EXPECT_EQ(object.at("isComplete"), false);
+    EXPECT_EQ(object.at("cpuTime"), boost::json::parse("[0, 0]"));
+    for (auto key : {"footprintBytes", "diskReadBytes", "diskWriteBytes", "energyNJ", "wakeups"}) {
+        EXPECT_EQ(object.at(key), 0) << key;
+    }
+}
+
+TEST_F(HelperServiceTest, ReadingWithoutPathHasNoPathKey) {
+    sampler->setReadings({test::readingNamed(5, "nopath")});
+    HelperService service(sampler, std::nullopt, executor);
+    auto object = boost::json::parse(*sampleReply(service)).as_array().at(0).as_object();
+    EXPECT_FALSE(object.contains("executablePath"));
+}
+
+TEST_F(HelperServiceTest, CpuTimeBeyondTwoToTheSixtyFourAttosecondsSetsHigh) {
+    auto r = test::readingNamed(6, "busy");
+    r.cpuTime = Duration::seconds(20);
+    sampler->setReadings({r});
+    HelperService service(sampler, std::nullopt, executor);
+    auto object = boost::json::parse(*sampleReply(service)).as_array().at(0).as_object();
+    EXPECT_EQ(object.at("cpuTime"), boost::json::parse("[1, 1553255926290448384]"));
+}
+
+TEST_F(HelperServiceTest, StartTimeIsSecondsSinceTwoThousandOne) {
+    auto r = test::readingNamed(6, "t");
+    r.startTime = Date::fromUnixSeconds(1'700'000'000);
+    sampler->setReadings({r});
+    HelperService service(sampler, std::nullopt, executor);
+    auto object = boost::json::parse(*sampleReply(service)).as_array().at(0).as_object();
+    EXPECT_EQ(object.at("startTime").to_number<double>(), 721692800.0);
+}
+
+TEST_F(HelperServiceTest, RequestsOfSeveralConnectionsAreServedOneAfterAnother) {
+    HelperService service(sampler, std::nullopt, executor);
+    std::atomic<int> replies{0};
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 8; ++i) {
+        callers.emplace_back([&] { service.sampleWithReply([&](std::optional<std::string>) { ++replies; }); });
+    }
+    for (auto& t : callers) t.join();
+    executor.run([] {}).get();
+    EXPECT_EQ(replies, 8);
+    EXPECT_EQ(sampler->calls(), 8);
+}
+
+TEST_F(HelperServiceTest, VersionIsTheBundleVersion) {
+    HelperService service(sampler, info({{"CFBundleVersion", "1"}, {"CFBundleShortVersionString", "0.9.0"}}), executor);
+    std::string version;
+    service.versionWithReply([&](std::string v) { version = std::move(v); });
+    EXPECT_EQ(version, "1");
+}
+
+TEST_F(HelperServiceTest, VersionIsZeroWithoutTheKey) {
+    HelperService service(sampler, info({{"CFBundleShortVersionString", "0.9.0"}}), executor);
+    std::string version;
+    service.versionWithReply([&](std::string v) { version = std::move(v); });
+    EXPECT_EQ(version, "0");
+}
+
+TEST_F(HelperServiceTest, VersionIsZeroWhenNotAString) {
+    HelperService service(sampler, info({{"CFBundleVersion", 1}}), executor);
+    std::string version;
+    service.versionWithReply([&](std::string v) { version = std::move(v); });
+    EXPECT_EQ(version, "0");
+}
+
+}  // namespace
+}  // namespace orv
