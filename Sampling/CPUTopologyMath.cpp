@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "Sampling/SysctlDecoding.h"
+
 namespace orv {
 
 std::optional<CPUTopology> CPUTopologyMath::matchClusters(const std::vector<PerfLevel>& levels,
@@ -43,6 +45,18 @@ CPUTopology CPUTopologyMath::kernelCoreOrder(const std::vector<PerfLevel>& level
     std::stable_sort(topology.levels.begin(), topology.levels.end(),
                      [](const auto& a, const auto& b) { return a.level < b.level; });
     return topology;
+}
+
+std::optional<std::pair<int64_t, std::string>> CPUTopologyMath::clusterEntry(const PropertyValue* logicalCPUID,
+                                                                             const PropertyValue* clusterType) {
+    if (!logicalCPUID || !clusterType || !logicalCPUID->isNumber() || !clusterType->data()) return std::nullopt;
+    auto number = logicalCPUID->integer();
+    if (!number) number = int64_t(*logicalCPUID->number());
+    const auto& bytes = *clusterType->data();
+    auto end = std::find(bytes.begin(), bytes.end(), uint8_t(0));
+    std::span<const uint8_t> text(bytes.data(), size_t(end - bytes.begin()));
+    std::string name = isValidUTF8(text) ? std::string(text.begin(), text.end()) : std::string();
+    return std::pair{*number, std::move(name)};
 }
 
 }  // namespace orv

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/CPUTopology.h"
+#include "core/PropertyValue.h"
 
 namespace orv {
 
@@ -31,6 +32,13 @@ struct CPUTopologyMath {
     // first, so level n−1 gets 0…, then level n−2, and so on; the result is
     // listed by level ascending.
     static CPUTopology kernelCoreOrder(const std::vector<PerfLevel>& levels);
+
+    // One core of the device tree's cpus node: its "logical-cpu-id" (a
+    // number) and "cluster-type" (data: the bytes before the first zero,
+    // as UTF-8, or "" when they are not). Absent when either property is
+    // missing or of another kind.
+    static std::optional<std::pair<int64_t, std::string>> clusterEntry(const PropertyValue* logicalCPUID,
+                                                                      const PropertyValue* clusterType);
 };
 
 }  // namespace orv

@@ -41,6 +41,13 @@ CFMutableDictionaryRef IOServiceMatching(const char* name);
 // Consumes one reference to `matching`.
 kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing);
 
+// ---- Registry paths, IDs and parents (the system samplers)
+typedef char io_string_t[512];
+io_registry_entry_t IORegistryEntryFromPath(mach_port_t mainPort, const io_string_t path);
+kern_return_t IORegistryEntryGetRegistryEntryID(io_registry_entry_t entry, uint64_t* entryID);
+kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const io_name_t plane,
+                                            io_registry_entry_t* parent);
+
 #ifdef __cplusplus
 }
 #endif
