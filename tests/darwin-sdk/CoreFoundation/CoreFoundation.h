@@ -138,6 +138,39 @@ typedef CFIndex CFPropertyListFormat;
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data, CFOptionFlags options,
                                                CFPropertyListFormat* format, CFErrorRef* error);
 
+// ---- Volume URLs, resource values and name ordering (the disk sampler)
+typedef const struct __CFURL* CFURLRef;
+enum {
+    kCFCompareWidthInsensitive = 256,
+    kCFCompareForcedOrdering = 512,
+};
+typedef const void* (*CFArrayRetainCallBack)(CFAllocatorRef allocator, const void* value);
+typedef void (*CFArrayReleaseCallBack)(CFAllocatorRef allocator, const void* value);
+typedef CFStringRef (*CFArrayCopyDescriptionCallBack)(const void* value);
+typedef Boolean (*CFArrayEqualCallBack)(const void* value1, const void* value2);
+typedef struct {
+    CFIndex version;
+    CFArrayRetainCallBack retain;
+    CFArrayReleaseCallBack release;
+    CFArrayCopyDescriptionCallBack copyDescription;
+    CFArrayEqualCallBack equal;
+} CFArrayCallBacks;
+extern const CFArrayCallBacks kCFTypeArrayCallBacks;
+CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
+                         const CFArrayCallBacks* callBacks);
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation);
+CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer, CFIndex bufLen,
+                                                 Boolean isDirectory);
+void CFURLClearResourcePropertyCache(CFURLRef url);
+CFDictionaryRef CFURLCopyResourcePropertiesForKeys(CFURLRef url, CFArrayRef keys, CFErrorRef* error);
+extern const CFStringRef kCFURLVolumeIsLocalKey;
+extern const CFStringRef kCFURLVolumeNameKey;
+extern const CFStringRef kCFURLVolumeUUIDStringKey;
+extern const CFStringRef kCFURLVolumeTotalCapacityKey;
+extern const CFStringRef kCFURLVolumeAvailableCapacityKey;
+extern const CFStringRef kCFURLVolumeAvailableCapacityForImportantUsageKey;
+
 #ifdef __cplusplus
 }
 #endif
