@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "Sampling/HelperProcessSource.h"
 #include "Sampling/ProcessSampler.h"
 #include "cli/CommandRegistry.h"
 #include "cli/Format.h"
 #include "cli/ProcessRatesView.h"
 #include "core/JsonCoding.h"
+#include "core/LogSink.h"
 
 namespace orv::cli {
 
@@ -22,7 +24,35 @@ struct ProcessesOptions {
     bool json = false;
     bool rates = false;
     double intervalSeconds = 1.0;
+    bool helper = false;
+    bool verbose = false;
 };
+
+// Without --verbose the fallback from the helper is silent: its client's
+// log lines are dropped, everything else passes through.
+class QuietHelperClientSink : public LogSink {
+public:
+    explicit QuietHelperClientSink(std::shared_ptr<LogSink> next) : next_(std::move(next)) {}
+    void write(std::string_view subsystem, std::string_view category, LogLevel level,
+               std::string_view message) override {
+        if (subsystem == "app.orvantine.sampling" && category == "helper") return;
+        next_->write(subsystem, category, level, message);
+    }
+
+private:
+    std::shared_ptr<LogSink> next_;
+};
+
+// The privileged helper's client, falling back to `local`; built with the
+// team this command was built for, as the application passes its own.
+std::shared_ptr<HelperProcessSource> helperSource(std::shared_ptr<ProcessSampler> local, bool verbose) {
+    if (!verbose) LogSink::install(std::make_shared<QuietHelperClientSink>(LogSink::current()));
+    std::string_view team = ORVANTINE_TEAM_ID;
+    auto source = HelperProcessSource::make(std::move(local),
+                                            team.empty() ? std::nullopt : std::optional<std::string>(team));
+    source->setEnabled(true);
+    return source;
+}
 
 void printTable(std::vector<ProcessReading> readings) {
     // Busiest first: cumulative CPU time is all one pass knows.
@@ -52,13 +82,30 @@ void printTable(std::vector<ProcessReading> readings) {
 }
 
 void run(const ProcessesOptions& options) {
-    ProcessSampler sampler;
+    auto sampler = std::make_shared<ProcessSampler>();
+    auto helper = options.helper ? helperSource(sampler, options.verbose) : nullptr;
+    ProcessSource& source = helper ? static_cast<ProcessSource&>(*helper) : *sampler;
     if (options.rates) {
         auto interval = Duration::nanoseconds(std::llround(options.intervalSeconds * 1e9));
-        runProcessRates(sampler, ProcessRatesOptions{interval, options.json}, std::cout);
+        runProcessRates(source, ProcessRatesOptions{interval, options.json}, std::cout);
+        if (helper) helper->setEnabled(false);
         return;
     }
-    auto readings = sampler.sample().get();
+    std::vector<ProcessReading> readings;
+    if (helper) {
+        auto answer = helper->sampleWithOrigin().get();
+        helper->setEnabled(false);
+        readings = std::move(answer.readings);
+        if (options.verbose) {
+            std::fputs(answer.origin == HelperProcessSource::Origin::helper
+                           ? "orvantine: readings from the privileged helper\n"
+                           : "orvantine: readings from the local pass (the helper did not answer)\n",
+                       stderr);
+        }
+    } else {
+        readings = sampler->sample().get();
+        if (options.verbose) std::fputs("orvantine: readings from the local pass\n", stderr);
+    }
     if (options.json) {
         std::fputs(json::encode(readings).c_str(), stdout);
         std::fputs("\n", stdout);
@@ -77,6 +124,9 @@ CommandRegistration registration(10, [](CLI::App& app) {
         ->default_val(1.0)
         ->check(CLI::Range(0.001, 3600.0))
         ->needs(rates);
+    command->add_flag("--helper", options->helper,
+                      "Ask the privileged helper, which reads every process; falls back to the local pass");
+    command->add_flag("--verbose", options->verbose, "Say on stderr which source answered");
     command->callback([options] { run(*options); });
 });
 
