@@ -93,10 +93,61 @@ std::optional<PropertyValue> convert(plist_t node, int depth) {
     }
 }
 
+uint64_t bigEndian(std::span<const uint8_t> bytes, size_t at, size_t width) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < width; ++i) value = (value << 8) | bytes[at + i];
+    return value;
+}
+
+// Whether a binary property list holds a string with a NUL in it. libplist
+// parses such a file but then aborts on an assertion when the string or key
+// is read, so these files are refused before it sees them. The format: a
+// 32-byte trailer (offset size, object count, offset-table position), an
+// offset table, and objects whose marker's high nibble 5 is an ASCII string
+// and 6 a UTF-16 one, with the length in the low nibble or in an integer
+// object that follows. A structure that does not hold together is refused too.
+bool binaryPlistHasNul(std::span<const uint8_t> bytes) {
+    constexpr size_t header = 8, trailer = 32;
+    if (bytes.size() < header + trailer) return true;
+    size_t t = bytes.size() - trailer;
+    size_t offsetSize = bytes[t + 6];
+    uint64_t objects = bigEndian(bytes, t + 8, 8);
+    uint64_t tableAt = bigEndian(bytes, t + 24, 8);
+    if (offsetSize < 1 || offsetSize > 8 || tableAt >= t || objects > (t - tableAt) / offsetSize) return true;
+    for (uint64_t i = 0; i < objects; ++i) {
+        uint64_t at = bigEndian(bytes, size_t(tableAt + i * offsetSize), offsetSize);
+        if (at < header || at >= t) return true;
+        uint8_t marker = bytes[at];
+        uint8_t kind = marker >> 4;
+        if (kind != 0x5 && kind != 0x6) continue;
+        uint64_t length = marker & 0x0F;
+        size_t content = size_t(at) + 1;
+        if (length == 0x0F) {
+            if (content >= t || (bytes[content] >> 4) != 0x1) return true;
+            size_t width = size_t(1) << (bytes[content] & 0x0F);
+            if (width > 8 || content + 1 + width > t) return true;
+            length = bigEndian(bytes, content + 1, width);
+            content += 1 + width;
+        }
+        uint64_t unit = kind == 0x5 ? 1 : 2;
+        if (length > (t - content) / unit) return true;
+        for (uint64_t c = 0; c < length; ++c) {
+            bool zero = unit == 1 ? bytes[content + c] == 0
+                                  : bytes[content + 2 * c] == 0 && bytes[content + 2 * c + 1] == 0;
+            if (zero) return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 std::optional<PropertyValue> PropertyList::parse(std::span<const uint8_t> bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return std::nullopt;
+    if (plist_is_binary(reinterpret_cast<const char*>(bytes.data()), uint32_t(bytes.size())) &&
+        binaryPlistHasNul(bytes)) {
+        return std::nullopt;
+    }
     plist_t root = nullptr;
     plist_from_memory(reinterpret_cast<const char*>(bytes.data()), uint32_t(bytes.size()), &root);
     PlistOwner owner(root);

@@ -62,3 +62,13 @@ TEST(PropertyValue, AccessorsAnswerOnlyForTheirKind) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(PropertyList, BinaryListWithANulInAStringIsAbsentNotAnAbort) {
+    EXPECT_FALSE(PropertyList::read(test::fixture("plist/nul-in-key.binary.plist")));
+}
+
+}  // namespace
+}  // namespace orv
