@@ -1,6 +1,7 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -144,9 +145,10 @@ bool binaryPlistHasNul(std::span<const uint8_t> bytes) {
 
 std::optional<PropertyValue> PropertyList::parse(std::span<const uint8_t> bytes) {
     if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return std::nullopt;
-    if (plist_is_binary(reinterpret_cast<const char*>(bytes.data()), uint32_t(bytes.size())) &&
-        binaryPlistHasNul(bytes)) {
-        return std::nullopt;
+    if (plist_is_binary(reinterpret_cast<const char*>(bytes.data()), uint32_t(bytes.size()))) {
+        if (binaryPlistHasNul(bytes)) return std::nullopt;
+    } else if (std::memchr(bytes.data(), 0, bytes.size()) != nullptr) {
+        return std::nullopt;  // XML never holds a NUL; libplist would copy it into a string
     }
     plist_t root = nullptr;
     plist_from_memory(reinterpret_cast<const char*>(bytes.data()), uint32_t(bytes.size()), &root);
