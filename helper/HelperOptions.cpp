@@ -2,17 +2,20 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 
-#include "helper/HelperBuildConfig.h"
 
 namespace orv {
 
 namespace {
 
 std::optional<Duration> seconds(std::string_view text) {
-    double value = 0;
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size() || !std::isfinite(value) || value < 0 || value > 1e6) {
+    // strtod, not from_chars: not every C++ library parses doubles there.
+    const std::string copy(text);
+    char* end = nullptr;
+    const double value = std::strtod(copy.c_str(), &end);
+    if (copy.empty() || end != copy.c_str() + copy.size() || !std::isfinite(value) || value < 0 || value > 1e6) {
         return std::nullopt;
     }
     return Duration::nanoseconds(int64_t(std::llround(value * 1e9)));
@@ -26,13 +29,6 @@ std::optional<unsigned> octalMode(std::string_view text) {
 }
 
 }  // namespace
-
-HelperOptions HelperOptions::defaults() {
-    HelperOptions options;
-    options.socketPath = std::string(HelperBuildConfig::socketPath);
-    options.admittedGroup = std::string(HelperBuildConfig::admittedGroup);
-    return options;
-}
 
 std::optional<HelperOptions> HelperOptions::parse(const std::vector<std::string_view>& arguments, std::string& error) {
     HelperOptions options = defaults();

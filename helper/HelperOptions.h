@@ -19,7 +19,8 @@ struct HelperOptions {
     Duration startupLimit = Duration::seconds(30);
     Duration idleLimit = Duration::seconds(10);
 
-    // The built-in values of this build.
+    // The built-in values of this build (the socket settings are Linux's;
+    // macOS leaves them empty).
     static HelperOptions defaults();
 
     // --socket PATH, --group NAME, --socket-mode OCTAL, --startup-seconds S,

@@ -37,7 +37,7 @@ bool isLettersAndNumbers(std::string_view text) {
         CFCharacterSetCreateInvertedSet(kCFAllocatorDefault, CFCharacterSetGetPredefined(kCFCharacterSetAlphaNumeric)));
     if (!others) return false;
     CFRange found;
-    const CFRange all = CFRangeMake(0, CFStringGetLength(string.get()));
+    const CFRange all{0, CFStringGetLength(string.get())};
     return !CFStringFindCharacterFromSet(string.get(), others.get(), all, 0, &found);
 }
 

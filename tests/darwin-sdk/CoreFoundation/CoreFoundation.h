@@ -171,6 +171,20 @@ extern const CFStringRef kCFURLVolumeTotalCapacityKey;
 extern const CFStringRef kCFURLVolumeAvailableCapacityKey;
 extern const CFStringRef kCFURLVolumeAvailableCapacityForImportantUsageKey;
 
+// ---- Composed characters, character sets and the main bundle (the helper's
+// team identifier check and its Info.plist)
+typedef const struct __CFCharacterSet* CFCharacterSetRef;
+typedef CFIndex CFCharacterSetPredefinedSet;
+enum { kCFCharacterSetAlphaNumeric = 10 };
+CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef theString, CFIndex theIndex);
+CFCharacterSetRef CFCharacterSetGetPredefined(CFCharacterSetPredefinedSet theSetIdentifier);
+CFCharacterSetRef CFCharacterSetCreateInvertedSet(CFAllocatorRef alloc, CFCharacterSetRef theSet);
+Boolean CFStringFindCharacterFromSet(CFStringRef theString, CFCharacterSetRef theSet, CFRange rangeToSearch,
+                                     CFStringCompareFlags searchOptions, CFRange* result);
+typedef struct __CFBundle* CFBundleRef;
+CFBundleRef CFBundleGetMainBundle(void);
+CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,14 @@
+// The socket settings this build was configured with.
+#include "helper/HelperBuildConfig.h"
+#include "helper/HelperOptions.h"
+
+namespace orv {
+
+HelperOptions HelperOptions::defaults() {
+    HelperOptions options;
+    options.socketPath = std::string(HelperBuildConfig::socketPath);
+    options.admittedGroup = std::string(HelperBuildConfig::admittedGroup);
+    return options;
+}
+
+}  // namespace orv
