@@ -1,0 +1,132 @@
+// One process sample through the privileged helper (its pass, JSON
+// encoding, the socket, decoding) against the same pass in process, at
+// about 2,000 processes. The goal: the helper adds at most 25 % to the
+// local pass.
+//
+//   HelperRoundTripBench [--processes N] [--passes N] [--helper PATH]
+//
+// Sleeping children are started to bring the machine to N processes
+// (2,000 by default). The helper is the test-team build beside this
+// program (build/helper/OrvantineHelperTestTeam), on a temporary socket.
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Sampling/HelperProcessSource.h"
+#include "Sampling/ProcessSampler.h"
+#include "core/JsonCoding.h"
+
+extern char** environ;
+
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+std::vector<pid_t> startIdleChildren(int count) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < count; ++i) {
+        pid_t child = fork();
+        if (child == 0) {
+            pause();
+            _exit(0);
+        }
+        if (child < 0) break;
+        children.push_back(child);
+    }
+    return children;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+template <class F>
+std::vector<double> timeMilliseconds(int passes, F work) {
+    std::vector<double> out;
+    for (int i = 0; i < passes; ++i) {
+        auto start = Clock::now();
+        work();
+        out.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+    }
+    return out;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int target = 2000, passes = 30;
+    std::string helperPath = (std::filesystem::path(argv[0]).parent_path() / "../helper/OrvantineHelperTestTeam").string();
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (!std::strcmp(argv[i], "--processes")) target = std::atoi(argv[++i]);
+        else if (!std::strcmp(argv[i], "--passes")) passes = std::max(3, std::atoi(argv[++i]));
+        else if (!std::strcmp(argv[i], "--helper")) helperPath = argv[++i];
+    }
+    if (access(helperPath.c_str(), X_OK) != 0) {
+        std::fprintf(stderr, "HelperRoundTripBench: no helper at %s (build OrvantineHelperTestTeam)\n", helperPath.c_str());
+        return 1;
+    }
+
+    auto local = std::make_shared<orv::ProcessSampler>();
+    const int present = int(local->sample().get().size());
+    auto children = startIdleChildren(std::max(0, target - present));
+    usleep(300'000);  // let the children reach pause()
+
+    char dirTemplate[] = "/tmp/orvantine-bench-XXXXXX";
+    std::string dir = mkdtemp(dirTemplate);
+    std::string socket = dir + "/helper.sock";
+    std::vector<std::string> args{helperPath, "--socket", socket, "--startup-seconds", "600", "--idle-seconds", "600"};
+    std::vector<char*> argv2;
+    for (auto& a : args) argv2.push_back(a.data());
+    argv2.push_back(nullptr);
+    pid_t helper = -1;
+    posix_spawn(&helper, argv2[0], nullptr, nullptr, argv2.data(), environ);
+    for (int i = 0; i < 200 && access(socket.c_str(), F_OK) != 0; ++i) usleep(10'000);
+
+    auto source = orv::HelperProcessSource::make(local, std::string("ORVTEST001"), orv::makeHelperTransport({socket}));
+    source->setEnabled(true);
+
+    // Warm both: caches filled, descriptors kept, connection made.
+    auto warm = source->sampleWithOrigin().get();
+    std::vector<orv::ProcessReading> readings = local->sample().get();
+    local->sample().get();
+    source->sampleWithOrigin().get();
+
+    bool allFromHelper = true;
+    auto localMs = timeMilliseconds(passes, [&] { readings = local->sample().get(); });
+    auto helperMs = timeMilliseconds(passes, [&] {
+        auto answer = source->sampleWithOrigin().get();
+        allFromHelper &= answer.origin == orv::HelperProcessSource::Origin::helper;
+    });
+    std::string encoded;
+    auto encodeMs = timeMilliseconds(passes, [&] { encoded = orv::json::encode(readings); });
+    auto decodeMs = timeMilliseconds(passes, [&] { orv::json::decode<std::vector<orv::ProcessReading>>(encoded); });
+
+    source->setEnabled(false);
+    kill(helper, SIGKILL);
+    waitpid(helper, nullptr, 0);
+    for (pid_t c : children) kill(c, SIGKILL);
+    for (pid_t c : children) waitpid(c, nullptr, 0);
+    std::filesystem::remove_all(dir);
+
+    const double l = median(localMs), h = median(helperMs);
+    std::printf("processes                      %zu (helper's sample: %zu)\n", readings.size(), warm.readings.size());
+    std::printf("reply size                     %.0f KB\n", double(encoded.size()) / 1024.0);
+    std::printf("local pass, warm (median)      %.2f ms\n", l);
+    std::printf("through the helper (median)    %.2f ms%s\n", h, allFromHelper ? "" : "  (some answers were local!)");
+    std::printf("  of which JSON encode         %.2f ms\n", median(encodeMs));
+    std::printf("  of which JSON decode         %.2f ms\n", median(decodeMs));
+    std::printf("helper adds                    %+.1f %% to the local pass (goal: at most +25 %%)\n", (h / l - 1.0) * 100.0);
+    return 0;
+}
