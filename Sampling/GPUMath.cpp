@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 
 namespace orv::GPUMath {
 
@@ -15,6 +16,11 @@ std::optional<GPUStats> stats(const PropertyValue& performanceStatistics, std::s
     out.utilizationPercent = *percent > 0 ? std::min(*percent, 100.0) : 0;
     if (const PropertyValue* memory = performanceStatistics.find(memoryInUseKey)) {
         out.memoryInUseBytes = memory->unsignedInteger();
+        // A whole, non-negative real is still a byte count.
+        if (auto real = memory->number(); !out.memoryInUseBytes && real && *real >= 0 && *real < 1.8e19 &&
+                                          std::trunc(*real) == *real) {
+            out.memoryInUseBytes = static_cast<uint64_t>(*real);
+        }
     }
     return out;
 }

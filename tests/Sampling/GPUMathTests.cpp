@@ -33,6 +33,10 @@ TEST(GPUMath, MemoryInUseIsReadWhenPresent) {
     EXPECT_EQ(stats->utilizationPercent, 12.5);
     EXPECT_EQ(stats->memoryInUseBytes, 1u << 30);
     EXPECT_FALSE(GPUMath::stats(PropertyValue(Dict{{"Device Utilization %", 1}}), "GPU")->memoryInUseBytes);
+    auto real = GPUMath::stats(PropertyValue(Dict{{"Device Utilization %", 1}, {"In use system memory", 2048.0}}), "GPU");
+    EXPECT_EQ(real->memoryInUseBytes, 2048u);
+    auto text = GPUMath::stats(PropertyValue(Dict{{"Device Utilization %", 1}, {"In use system memory", "lots"}}), "GPU");
+    EXPECT_FALSE(text->memoryInUseBytes);
 }
 
 TEST(GPUMath, CreatorWithPidCommaAndNameCountsForThatPid) {
