@@ -36,7 +36,7 @@ size_t readEveryFdinfo(const fs::path& proc) {
 
 void BM_ScanThisMachine(benchmark::State& state) {
     size_t processes = 0;
-    for (const auto& entry : fs::directory_iterator("/proc")) {
+    for (const auto& entry : fs::directory_iterator(fs::path("/") / "proc")) {
         processes += std::isdigit(static_cast<unsigned char>(entry.path().filename().string()[0])) ? 1 : 0;
     }
     for (auto _ : state) benchmark::DoNotOptimize(orv::DRMClientScan::processNanoseconds("/"));
@@ -45,7 +45,7 @@ void BM_ScanThisMachine(benchmark::State& state) {
 BENCHMARK(BM_ScanThisMachine)->Unit(benchmark::kMillisecond);
 
 void BM_ReadEveryFdinfoThisMachine(benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(readEveryFdinfo("/proc"));
+    for (auto _ : state) benchmark::DoNotOptimize(readEveryFdinfo(fs::path("/") / "proc"));
 }
 BENCHMARK(BM_ReadEveryFdinfoThisMachine)->Unit(benchmark::kMillisecond);
 
