@@ -32,6 +32,13 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using test::RawHelperClient;
 
+// The helper admits the test's own primary group, so that it serves the
+// test's clients when the tests do not run as root.
+std::string ownGroup() {
+    group* g = ::getgrgid(::getegid());
+    return g ? g->gr_name : "root";
+}
+
 std::string program(const std::string& name) { return std::string(ORVANTINE_BINARY_DIR) + "/helper/" + name; }
 
 // One helper process; killed and reaped at the end of the scope.
@@ -40,7 +47,7 @@ public:
     HelperProcess(const std::string& name, const test::TempDir& dir, std::vector<std::string> extra = {}) {
         socketPath = (dir.path() / "helper.sock").string();
         logPath = (dir.path() / "helper.log").string();
-        std::vector<std::string> args{program(name), "--socket", socketPath, "--group", "root"};
+        std::vector<std::string> args{program(name), "--socket", socketPath, "--group", ownGroup()};
         args.insert(args.end(), extra.begin(), extra.end());
         std::vector<char*> argv;
         for (auto& a : args) argv.push_back(a.data());
