@@ -1,0 +1,86 @@
+#include "Sampling/CgroupAppClassifier.h"
+
+namespace orv {
+
+namespace {
+
+// kthreadd is pid 2 and the parent of every other kernel thread.
+constexpr int32_t kthreaddPID = 2;
+
+AppIdentity systemIdentity(const std::string& unit) {
+    return AppIdentity{"system:" + unit, unit, std::nullopt, "system", AppIdentity::Kind::system};
+}
+
+}  // namespace
+
+CgroupAppClassifier::CgroupAppClassifier(std::unique_ptr<CgroupFilesPort> port) : port_(std::move(port)) {}
+
+AppIdentity CgroupAppClassifier::kernel() {
+    return AppIdentity{"system:kernel", "Kernel", std::nullopt, "system", AppIdentity::Kind::system};
+}
+
+ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<ProcessReading>& readings) {
+    ProcessMath::IdentitiesByPID identities;
+    identities.reserve(readings.size());
+    seen_.clear();
+    seen_.reserve(readings.size());
+    for (const auto& reading : readings) {
+        identities.emplace(reading.pid, identity(reading));
+        seen_.insert({reading.pid, reading.startTime.secondsSinceReferenceDate});
+    }
+    // As the process sampler does: prune in bulk, only once the cache is
+    // well past the live population.
+    if (instances_.size() > 2 * seen_.size() + 64) {
+        std::erase_if(instances_, [this](const auto& entry) { return !seen_.contains(entry.first); });
+    }
+    return identities;
+}
+
+const AppIdentity& CgroupAppClassifier::identity(const ProcessReading& reading) {
+    ProcessInstanceKey key{reading.pid, reading.startTime.secondsSinceReferenceDate};
+    auto found = instances_.find(key);
+    if (found != instances_.end()) return found->second;
+    return instances_.emplace(key, classify(reading)).first->second;
+}
+
+AppIdentity CgroupAppClassifier::classify(const ProcessReading& reading) {
+    using Kind = CgroupAppRule::Owner::Kind;
+    if (reading.pid == kthreaddPID || reading.parentPID == kthreaddPID) return kernel();
+
+    auto file = port_->cgroupFile(reading.pid);
+    auto path = file ? CgroupAppRule::unifiedPath(*file) : std::nullopt;
+    if (!path) return AppIdentity::other(reading.name);
+
+    auto owner = CgroupAppRule::ownerOf(*path);
+    switch (owner.kind) {
+        case Kind::systemService:
+            return systemIdentity(owner.unit.empty() ? reading.name : owner.unit);
+        case Kind::app:
+        case Kind::terminalSession: {
+            if (owner.appID.empty()) {
+                // A shell of a terminal whose own app the tree does not name.
+                return AppIdentity{"terminal", "Terminal", std::nullopt, "terminal", AppIdentity::Kind::terminal};
+            }
+            const AppName& app = appName(owner);
+            bool terminal = app.isTerminal || owner.kind == Kind::terminalSession;
+            return AppIdentity{owner.appID, app.name, std::nullopt, owner.appID,
+                               terminal ? AppIdentity::Kind::terminal : AppIdentity::Kind::app};
+        }
+        case Kind::none:
+            break;
+    }
+    return AppIdentity::other(reading.name);
+}
+
+const CgroupAppClassifier::AppName& CgroupAppClassifier::appName(const CgroupAppRule::Owner& owner) {
+    auto found = apps_.find(owner.appID);
+    if (found != apps_.end()) return found->second;
+    AppName app;
+    auto text = port_->desktopEntry(owner.desktopFileID);
+    auto entry = text ? CgroupAppRule::parseDesktopEntry(*text) : std::nullopt;
+    app.name = entry ? entry->name : CgroupAppRule::fallbackName(owner.appID);
+    app.isTerminal = (entry && entry->isTerminalEmulator) || CgroupAppRule::isKnownTerminal(owner.appID);
+    return apps_.emplace(owner.appID, std::move(app)).first->second;
+}
+
+}  // namespace orv

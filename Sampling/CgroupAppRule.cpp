@@ -1,0 +1,303 @@
+#include "Sampling/CgroupAppRule.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace orv::CgroupAppRule {
+
+namespace {
+
+bool startsWith(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
+bool endsWith(std::string_view s, std::string_view suffix) {
+    return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
+}
+
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// Splits at the dashes systemd put there; escaped dashes ("\x2d") stay
+// inside their part, still escaped.
+std::vector<std::string_view> dashParts(std::string_view name) {
+    std::vector<std::string_view> parts;
+    size_t start = 0;
+    for (size_t i = 0; i <= name.size(); ++i) {
+        if (i == name.size() || name[i] == '-') {
+            parts.push_back(name.substr(start, i - start));
+            start = i + 1;
+        }
+    }
+    return parts;
+}
+
+std::string joinDashed(const std::vector<std::string_view>& parts, size_t from, size_t to) {
+    std::string joined;
+    for (size_t i = from; i < to; ++i) {
+        if (i > from) joined += '-';
+        joined += parts[i];
+    }
+    return joined;
+}
+
+Owner appOwner(std::string id) {
+    Owner owner;
+    owner.kind = Owner::Kind::app;
+    owner.desktopFileID = id;
+    owner.appID = std::move(id);
+    return owner;
+}
+
+// "app[-<launcher>]-<AppID>-<random>.scope" or
+// "app[-<launcher>]-<AppID>[@<random>].service" or "app-<AppID>.slice".
+std::optional<Owner> appUnit(std::string_view unit) {
+    if (!startsWith(unit, "app-")) return std::nullopt;
+    std::string_view stem;
+    bool hasRandom = false;
+    if (endsWith(unit, ".scope")) {
+        stem = unit.substr(0, unit.size() - 6);
+        hasRandom = true;
+    } else if (endsWith(unit, ".service")) {
+        stem = unit.substr(0, unit.size() - 8);
+        if (auto at = stem.find('@'); at != std::string_view::npos) stem = stem.substr(0, at);
+    } else if (endsWith(unit, ".slice")) {
+        // A slice's dashes are its nesting: the ID is the innermost part.
+        stem = unit.substr(0, unit.size() - 6);
+        auto parts = dashParts(stem);
+        if (parts.size() < 2 || parts.back().empty()) return std::nullopt;
+        return appOwner(unescape(parts.back()));
+    } else {
+        return std::nullopt;
+    }
+    auto parts = dashParts(stem);  // parts[0] is "app"
+    size_t end = parts.size() - (hasRandom ? 1 : 0);
+    if (end < 2) return std::nullopt;
+    // One part: the ID alone. Two: launcher and ID. More: a launcher that
+    // left dashes of the ID unescaped; the first part is still the launcher.
+    size_t begin = end - 1 >= 2 ? 2 : 1;
+    std::string id = unescape(joinDashed(parts, begin, end));
+    if (id.empty()) return std::nullopt;
+    // Flatpak's launcher names its apps in the same scheme.
+    return appOwner(std::move(id));
+}
+
+// "flatpak-<AppID>-<pid>.scope", the form older Flatpak releases use.
+std::optional<Owner> flatpakUnit(std::string_view unit) {
+    if (!startsWith(unit, "flatpak-") || !endsWith(unit, ".scope")) return std::nullopt;
+    auto parts = dashParts(unit.substr(0, unit.size() - 6));
+    if (parts.size() < 3) return std::nullopt;
+    std::string id = unescape(joinDashed(parts, 1, parts.size() - 1));
+    if (id.empty()) return std::nullopt;
+    return appOwner(std::move(id));
+}
+
+// "-xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx" at the end of `text`.
+bool endsWithUUID(std::string_view text) {
+    if (text.size() < 37) return false;
+    std::string_view uuid = text.substr(text.size() - 37);
+    for (size_t i = 0; i < uuid.size(); ++i) {
+        bool dash = i == 0 || i == 9 || i == 14 || i == 19 || i == 24;
+        if (dash ? uuid[i] != '-' : hexDigit(uuid[i]) < 0) return false;
+    }
+    return true;
+}
+
+// "snap.<snap>.<app>-<uuid>.scope" or "snap.<snap>.<app>.service". Snapd
+// names the app's desktop file "<snap>_<app>.desktop", and that is its ID.
+std::optional<Owner> snapUnit(std::string_view unit) {
+    if (!startsWith(unit, "snap.")) return std::nullopt;
+    std::string_view stem;
+    if (endsWith(unit, ".scope")) {
+        stem = unit.substr(5, unit.size() - 11);
+        // Snapd ends a scope with "-<uuid>", whose own dashes are not the
+        // app name's (which may have dashes of its own).
+        size_t suffix = endsWithUUID(stem) ? 37 : 0;
+        if (suffix == 0) {
+            auto dash = stem.rfind('-');
+            if (dash == std::string_view::npos) return std::nullopt;
+            suffix = stem.size() - dash;
+        }
+        stem = stem.substr(0, stem.size() - suffix);
+    } else if (endsWith(unit, ".service")) {
+        stem = unit.substr(5, unit.size() - 13);
+    } else {
+        return std::nullopt;
+    }
+    auto dot = stem.find('.');
+    if (dot == std::string_view::npos || dot == 0 || dot + 1 == stem.size()) return std::nullopt;
+    std::string snap = unescape(stem.substr(0, dot));
+    std::string app = unescape(stem.substr(dot + 1));
+    return appOwner(snap + "_" + app);
+}
+
+std::string_view trim(std::string_view s) {
+    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
+    return s;
+}
+
+// The desktop entry specification's escapes of string values.
+std::string unescapeValue(std::string_view value) {
+    std::string out;
+    out.reserve(value.size());
+    for (size_t i = 0; i < value.size(); ++i) {
+        if (value[i] != '\\' || i + 1 == value.size()) {
+            out += value[i];
+            continue;
+        }
+        char next = value[++i];
+        switch (next) {
+            case 's': out += ' '; break;
+            case 'n': out += '\n'; break;
+            case 't': out += '\t'; break;
+            case 'r': out += '\r'; break;
+            case '\\': out += '\\'; break;
+            default: out += '\\'; out += next; break;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+std::optional<std::string_view> unifiedPath(std::string_view cgroupFile) {
+    size_t start = 0;
+    while (start < cgroupFile.size()) {
+        size_t end = cgroupFile.find('\n', start);
+        if (end == std::string_view::npos) end = cgroupFile.size();
+        std::string_view line = cgroupFile.substr(start, end - start);
+        if (startsWith(line, "0::")) return line.substr(3);
+        start = end + 1;
+    }
+    return std::nullopt;
+}
+
+std::string unescape(std::string_view unitName) {
+    std::string out;
+    out.reserve(unitName.size());
+    for (size_t i = 0; i < unitName.size(); ++i) {
+        if (unitName[i] == '\\' && i + 3 < unitName.size() && unitName[i + 1] == 'x') {
+            int high = hexDigit(unitName[i + 2]), low = hexDigit(unitName[i + 3]);
+            if (high >= 0 && low >= 0) {
+                out += char(high * 16 + low);
+                i += 3;
+                continue;
+            }
+        }
+        out += unitName[i];
+    }
+    return out;
+}
+
+Owner ownerOf(std::string_view cgroupPath) {
+    std::vector<std::string_view> components;
+    size_t start = 0;
+    for (size_t i = 0; i <= cgroupPath.size(); ++i) {
+        if (i == cgroupPath.size() || cgroupPath[i] == '/') {
+            if (i > start) components.push_back(cgroupPath.substr(start, i - start));
+            start = i + 1;
+        }
+    }
+
+    // A system service belongs to the system even when it is a snap's
+    // daemon; systemd itself lives in init.scope at the root.
+    bool inSystemSlice = std::find(components.begin(), components.end(), "system.slice") != components.end();
+    if (inSystemSlice || (components.size() == 1 && components[0] == "init.scope")) {
+        Owner owner;
+        owner.kind = Owner::Kind::systemService;
+        std::string_view unit = components.empty() ? "" : components.back();
+        for (auto it = components.rbegin(); it != components.rend(); ++it) {
+            if (endsWith(*it, ".service") || endsWith(*it, ".scope")) {
+                unit = *it;
+                break;
+            }
+        }
+        if (endsWith(unit, ".service")) unit.remove_suffix(8);
+        else if (endsWith(unit, ".scope")) unit.remove_suffix(6);
+        owner.unit = unescape(unit);
+        return owner;
+    }
+
+    // Innermost first: a shell's scope sits inside its terminal's slice.
+    bool terminalSession = false;
+    for (auto it = components.rbegin(); it != components.rend(); ++it) {
+        std::string_view unit = *it;
+        if (startsWith(unit, "vte-spawn-") && endsWith(unit, ".scope")) {
+            terminalSession = true;
+            continue;
+        }
+        std::optional<Owner> owner = appUnit(unit);
+        if (!owner) owner = flatpakUnit(unit);
+        if (!owner) owner = snapUnit(unit);
+        if (owner) {
+            if (terminalSession) owner->kind = Owner::Kind::terminalSession;
+            return *owner;
+        }
+    }
+    Owner owner;
+    if (terminalSession) owner.kind = Owner::Kind::terminalSession;
+    return owner;
+}
+
+std::optional<DesktopEntry> parseDesktopEntry(std::string_view text) {
+    DesktopEntry entry;
+    bool inGroup = false, hasName = false;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string_view::npos) end = text.size();
+        std::string_view line = trim(text.substr(start, end - start));
+        start = end + 1;
+        if (line.empty() || line.front() == '#') continue;
+        if (line.front() == '[') {
+            inGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        if (!inGroup) continue;
+        auto equals = line.find('=');
+        if (equals == std::string_view::npos) continue;
+        std::string_view key = trim(line.substr(0, equals));
+        std::string_view value = trim(line.substr(equals + 1));
+        if (key == "Name") {
+            entry.name = unescapeValue(value);
+            hasName = !entry.name.empty();
+        } else if (key == "Categories") {
+            size_t from = 0;
+            while (from <= value.size()) {
+                size_t semicolon = value.find(';', from);
+                if (semicolon == std::string_view::npos) semicolon = value.size();
+                if (value.substr(from, semicolon - from) == "TerminalEmulator") entry.isTerminalEmulator = true;
+                from = semicolon + 1;
+            }
+        }
+    }
+    if (!hasName) return std::nullopt;
+    return entry;
+}
+
+bool isKnownTerminal(std::string_view appID) {
+    static constexpr std::array<std::string_view, 28> terminals{
+        "org.gnome.Terminal", "org.gnome.Console", "org.gnome.Ptyxis", "org.kde.konsole", "org.kde.yakuake",
+        "kitty", "Alacritty", "org.alacritty.Alacritty", "com.mitchellh.ghostty", "org.wezfurlong.wezterm",
+        "xterm", "uxterm", "foot", "footclient", "xfce4-terminal", "org.xfce.terminal", "terminator",
+        "com.gexperts.Tilix", "io.elementary.terminal", "mate-terminal", "lxterminal", "qterminal",
+        "guake", "com.raggesilver.BlackBox", "dev.warp.Warp", "org.codeberg.dnkl.foot", "kgx",
+        "gnome-terminal"};
+    return std::find(terminals.begin(), terminals.end(), appID) != terminals.end();
+}
+
+std::string fallbackName(std::string_view appID) {
+    if (auto underscore = appID.find('_'); underscore != std::string_view::npos && underscore > 0) {
+        return std::string(appID.substr(0, underscore));
+    }
+    if (std::count(appID.begin(), appID.end(), '.') >= 2) {
+        auto dot = appID.rfind('.');
+        if (dot + 1 < appID.size()) return std::string(appID.substr(dot + 1));
+    }
+    return std::string(appID);
+}
+
+}  // namespace orv::CgroupAppRule
