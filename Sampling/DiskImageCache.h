@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace orv {
 
@@ -17,32 +16,34 @@ namespace orv {
 class DiskImageCache {
 public:
     // Starts a pass: nothing is seen yet.
-    void beginPass() { seen_.clear(); }
+    void beginPass() { ++pass_; }
 
     // The cached answer for `id`, or `probe`'s answer, stored; marks `id`
     // as seen in this pass.
     bool isDiskImage(uint64_t id, const std::function<bool()>& probe) {
-        seen_.insert(id);
-        if (auto found = answers_.find(id); found != answers_.end()) return found->second;
-        bool answer = probe();
-        answers_.emplace(id, answer);
-        return answer;
+        auto [entry, isNew] = answers_.try_emplace(id, Answer{false, pass_});
+        if (isNew) entry->second.isDiskImage = probe();
+        entry->second.lastSeen = pass_;
+        return entry->second.isDiskImage;
     }
 
     // Ends a pass: forgets devices that were not seen in it.
     void endPass() {
-        for (auto it = answers_.begin(); it != answers_.end();) {
-            if (seen_.count(it->first)) ++it;
-            else it = answers_.erase(it);
-        }
+        std::erase_if(answers_, [this](const auto& entry) { return entry.second.lastSeen != pass_; });
     }
 
     size_t size() const { return answers_.size(); }
     bool contains(uint64_t id) const { return answers_.count(id) != 0; }
 
 private:
-    std::unordered_map<uint64_t, bool> answers_;
-    std::unordered_set<uint64_t> seen_;
+    // Each answer remembers the pass that last saw it, so a pass costs no
+    // allocation once every device is known.
+    struct Answer {
+        bool isDiskImage;
+        uint64_t lastSeen;
+    };
+    std::unordered_map<uint64_t, Answer> answers_;
+    uint64_t pass_ = 0;
 };
 
 }  // namespace orv
