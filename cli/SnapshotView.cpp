@@ -1,0 +1,94 @@
+#include "cli/SnapshotView.h"
+
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+#include <algorithm>
+#include <ctime>
+#include <ostream>
+
+#include "cli/Format.h"
+#include "cli/PowerSensorsReport.h"
+#include "cli/SystemView.h"
+#include "core/JsonCoding.h"
+
+namespace orv::cli {
+
+namespace {
+
+std::string optionalFigure(const std::optional<double>& value, const char* format = "{:.1f}") {
+    return value ? fmt::format(fmt::runtime(format), *value) : std::string("-");
+}
+
+const char* kindName(AppIdentity::Kind kind) { return boost::describe::enum_to_string(kind, "other"); }
+
+std::string wallClockText(Date at) {
+    std::time_t seconds = std::time_t(at.unixSeconds());
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
+    return text;
+}
+
+}  // namespace
+
+std::string formatUptime(Duration uptime) {
+    int64_t seconds = std::max<int64_t>(uptime.wholeSeconds(), 0);
+    int64_t days = seconds / 86400, hours = seconds / 3600 % 24, minutes = seconds / 60 % 60;
+    if (days > 0) return fmt::format("{} d {}:{:02}", days, hours, minutes);
+    if (hours > 0) return fmt::format("{}:{:02}:{:02}", hours, minutes, seconds % 60);
+    return fmt::format("{}:{:02}", minutes, seconds % 60);
+}
+
+void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
+    const SystemSample& system = snapshot.system;
+    fmt::print(out, "Snapshot {} over {:.2f} s, up {}\n", wallClockText(snapshot.at), snapshot.interval.toSeconds(),
+               formatUptime(system.uptime));
+    printCPU(system.cpu, out);
+    printMemory(system.memory, out);
+    printDisk(system.disk, out);
+    printNetwork(system.network, out);
+    if (system.gpu) printGPU(system.gpu, out);
+    if (system.battery) printBattery(system.battery, out);
+    printThermal(system.thermal, out);
+    if (system.sensors) printSensors(system.sensors, out);
+
+    size_t apps = std::min(top, snapshot.apps.size());
+    fmt::print(out, "\nApps ({} of {})\n", apps, snapshot.apps.size());
+    fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", "CPU %", "MEMORY", "READ/s", "WRITE/s",
+               "IMPACT", "PROCS", "KIND", "APP");
+    for (size_t i = 0; i < apps; ++i) {
+        const AppAggregate& a = snapshot.apps[i];
+        fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", formatPercent(a.cpuPercent),
+                   formatBytes(a.memoryBytes), formatRate(a.diskReadBPS), formatRate(a.diskWriteBPS),
+                   optionalFigure(a.energyImpact), a.processCount, kindName(a.app.kind), a.app.name);
+    }
+
+    size_t processes = std::min(top, snapshot.processes.size());
+    fmt::print(out, "\nProcesses ({} of {})\n", processes, snapshot.processes.size());
+    fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {:<24} {}\n", "PID", "CPU %", "MEMORY", "READ/s",
+               "WRITE/s", "IMPACT", "NAME", "APP");
+    for (size_t i = 0; i < processes; ++i) {
+        const ProcessSample& p = snapshot.processes[i];
+        fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {:<24} {}\n", p.pid, formatPercent(p.cpuPercent),
+                   formatBytes(p.footprintBytes), formatRate(p.diskReadBPS), formatRate(p.diskWriteBPS),
+                   optionalFigure(p.energyImpact), fitWidth(p.name, 24), p.app);
+    }
+}
+
+std::string snapshotJSONLine(const Snapshot& snapshot, std::optional<size_t> top) {
+    if (!top || (*top >= snapshot.apps.size() && *top >= snapshot.processes.size())) {
+        return json::encode(snapshot);
+    }
+    Snapshot cut;
+    cut.at = snapshot.at;
+    cut.interval = snapshot.interval;
+    cut.system = snapshot.system;
+    cut.apps.assign(snapshot.apps.begin(), snapshot.apps.begin() + std::min(*top, snapshot.apps.size()));
+    cut.processes.assign(snapshot.processes.begin(),
+                         snapshot.processes.begin() + std::min(*top, snapshot.processes.size()));
+    return json::encode(cut);
+}
+
+}  // namespace orv::cli

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+#include "core/Duration.h"
+#include "core/Snapshot.h"
+
+namespace orv::cli {
+
+struct SnapshotOptions {
+    Duration interval = Duration::seconds(1);
+    int64_t count = 1;             // 0: until interrupted
+    bool json = false;
+    bool helper = false;
+    std::optional<size_t> top;     // text: 10 when unset; JSON: everything when unset
+};
+
+// The readable summary of one snapshot: the system figures, then the top
+// `top` apps and processes (the snapshot's own order, busiest first).
+void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out);
+
+// One JSON line: the record as it is, or with apps and processes cut to
+// their first `top` entries.
+std::string snapshotJSONLine(const Snapshot& snapshot, std::optional<size_t> top);
+
+// "3 d 4:05", "4:05:06", "5:06" (minutes and seconds) for an uptime.
+std::string formatUptime(Duration uptime);
+
+}  // namespace orv::cli

@@ -1,0 +1,168 @@
+// `orvantine snapshot`, run as the user runs it: JSON lines that decode back
+// into records, and a process that burns a core leading its app and the
+// process list.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "core/JsonCoding.h"
+#include "core/Snapshot.h"
+
+namespace orv {
+namespace {
+
+std::filesystem::path program() { return std::filesystem::path(ORVANTINE_BINARY_DIR) / "cli" / "orvantine"; }
+
+struct Run {
+    int status = -1;
+    std::string output;
+};
+
+Run run(const std::string& arguments) {
+    Run result;
+    std::string command = program().string() + " " + arguments + " 2>/dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return result;
+    std::array<char, 65536> buffer{};
+    size_t n = 0;
+    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) result.output.append(buffer.data(), n);
+    int status = pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) out.push_back(line);
+    return out;
+}
+
+double cpuSeconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+class SnapshotCommand : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::filesystem::exists(program())) GTEST_SKIP() << "the orvantine program is not built at " << program();
+    }
+};
+
+TEST_F(SnapshotCommand, ThreeJsonLinesDecodeAsSnapshots) {
+    auto result = run("snapshot --json --count 3 --interval 0.3");
+    ASSERT_EQ(result.status, 0) << result.output.substr(0, 500);
+    auto all = lines(result.output);
+    ASSERT_EQ(all.size(), 3u);
+    Date previous;
+    for (const auto& line : all) {
+        Snapshot snapshot;
+        ASSERT_NO_THROW(snapshot = json::decode<Snapshot>(line)) << line.substr(0, 300);
+        EXPECT_NEAR(snapshot.interval.toSeconds(), 0.3, 0.25);
+        EXPECT_GT(snapshot.at, previous);
+        previous = snapshot.at;
+        EXPECT_FALSE(snapshot.processes.empty());
+        EXPECT_GT(snapshot.system.uptime, Duration::zero());
+        EXPECT_GT(snapshot.system.memory.totalBytes, 0u);
+        int64_t counted = 0;
+        for (const auto& app : snapshot.apps) counted += app.processCount;
+        EXPECT_EQ(counted, int64_t(snapshot.processes.size()));
+        EXPECT_TRUE(std::is_sorted(snapshot.processes.begin(), snapshot.processes.end(),
+                                   [](const auto& a, const auto& b) { return a.cpuPercent > b.cpuPercent; }));
+        EXPECT_TRUE(std::is_sorted(snapshot.apps.begin(), snapshot.apps.end(),
+                                   [](const auto& a, const auto& b) { return a.cpuPercent > b.cpuPercent; }));
+        // Linux bills no energy to processes: their power is unknown, not zero.
+        for (const auto& p : snapshot.processes) EXPECT_EQ(p.energyMW, std::nullopt) << p.name;
+        for (const auto& a : snapshot.apps) EXPECT_EQ(a.energyMW, std::nullopt) << a.app.id;
+    }
+}
+
+TEST_F(SnapshotCommand, AProcessThatBurnsACoreLeadsItsAppAndTheProcessList) {
+    pid_t burner = fork();
+    ASSERT_GE(burner, 0);
+    if (burner == 0) {
+        setsid();  // its own scheduling group where the kernel groups by session
+        prctl(PR_SET_NAME, "orvburner");
+        volatile uint64_t spin = 0;
+        for (;;) spin = spin + 1;
+    }
+    clockid_t clock{};
+    clock_getcpuclockid(burner, &clock);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    double cpuBefore = cpuSeconds(clock);
+    auto started = std::chrono::steady_clock::now();
+    auto result = run("snapshot --json --count 2 --interval 0.5");
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    double coresReceived = (cpuSeconds(clock) - cpuBefore) / seconds;
+    kill(burner, SIGKILL);
+    waitpid(burner, nullptr, 0);
+
+    ASSERT_EQ(result.status, 0);
+    auto all = lines(result.output);
+    ASSERT_EQ(all.size(), 2u);
+    auto snapshot = json::decode<Snapshot>(all.back());
+    auto found = std::find_if(snapshot.processes.begin(), snapshot.processes.end(),
+                              [&](const auto& p) { return p.pid == burner; });
+    ASSERT_NE(found, snapshot.processes.end()) << "the burner is missing";
+    EXPECT_EQ(found->name, "orvburner");
+    EXPECT_EQ(found->app, "other:orvburner");
+    if (coresReceived < 0.9) {
+        GTEST_SKIP() << "this machine is too busy to give the burner a whole core (it got " << coresReceived << ")";
+    }
+    int cores = int(std::thread::hardware_concurrency());
+    EXPECT_EQ(snapshot.processes.front().pid, burner) << "the busiest is " << snapshot.processes.front().name;
+    EXPECT_NEAR(found->cpuPercent, 100.0 / cores, 25.0 / cores);
+    ASSERT_FALSE(snapshot.apps.empty());
+    EXPECT_EQ(snapshot.apps.front().app, AppIdentity::other("orvburner"));
+    EXPECT_EQ(snapshot.apps.front().processCount, 1);
+    EXPECT_DOUBLE_EQ(snapshot.apps.front().cpuPercent, found->cpuPercent);
+}
+
+TEST_F(SnapshotCommand, TopCutsTheJsonLists) {
+    auto result = run("snapshot --json --top 2 --interval 0.1");
+    ASSERT_EQ(result.status, 0);
+    auto snapshot = json::decode<Snapshot>(result.output);
+    EXPECT_LE(snapshot.apps.size(), 2u);
+    EXPECT_EQ(snapshot.processes.size(), 2u);
+}
+
+TEST_F(SnapshotCommand, TheSummaryShowsSystemAppsAndProcesses) {
+    auto result = run("snapshot --interval 0.1 --top 3");
+    ASSERT_EQ(result.status, 0) << result.output;
+    for (const char* part : {"Snapshot ", "CPU ", "Memory ", "Disk ", "Network ", "Thermal ", "Apps (", "Processes ("}) {
+        EXPECT_NE(result.output.find(part), std::string::npos) << part << " missing from:\n" << result.output;
+    }
+    auto processesAt = result.output.find("Processes (3 of ");
+    ASSERT_NE(processesAt, std::string::npos);
+    EXPECT_EQ(std::count(result.output.begin() + long(processesAt), result.output.end(), '\n'), 5);  // title, header, 3 rows
+}
+
+TEST_F(SnapshotCommand, BadOptionsAreRefused) {
+    EXPECT_NE(run("snapshot --interval 0").status, 0);
+    EXPECT_NE(run("snapshot --interval -1").status, 0);
+    EXPECT_NE(run("snapshot --count -2").status, 0);
+    EXPECT_NE(run("snapshot --top 0").status, 0);
+}
+
+TEST_F(SnapshotCommand, TopRefusesAPipe) {
+    auto result = run("top < /dev/null");
+    EXPECT_NE(result.status, 0);
+}
+
+}  // namespace
+}  // namespace orv
