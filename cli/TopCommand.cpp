@@ -1,0 +1,185 @@
+// `orvantine top`: a live view of the machine's apps and processes, redrawn
+// every interval, in the terminal's alternate screen. The terminal is put
+// back as it was on every way out: q, the end of input, an error, or a
+// terminating signal.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "cli/CommandRegistry.h"
+#include "cli/SamplingSession.h"
+#include "cli/TopFrame.h"
+
+namespace orv::cli {
+
+namespace {
+
+// The terminal state to restore; read by the signal handler, so it is a
+// plain object set once before any handler is installed.
+termios savedTerminal{};
+std::atomic<bool> terminalChanged{false};
+std::atomic<bool> resized{false};
+
+constexpr char enterScreen[] = "\x1b[?1049h\x1b[?25l";  // alternate screen, hidden cursor
+constexpr char leaveScreen[] = "\x1b[?25h\x1b[?1049l";  // shown cursor, main screen
+
+void writeAll(const char* bytes, size_t length) {
+    while (length > 0) {
+        ssize_t written = ::write(STDOUT_FILENO, bytes, length);
+        if (written <= 0) {
+            if (written < 0 && errno == EINTR) continue;
+            return;
+        }
+        bytes += written;
+        length -= size_t(written);
+    }
+}
+
+// Async-signal-safe: write(2) and tcsetattr(3) only.
+void restoreTerminal() {
+    if (!terminalChanged.exchange(false)) return;
+    writeAll(leaveScreen, sizeof leaveScreen - 1);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &savedTerminal);
+}
+
+void onTerminatingSignal(int signal) {
+    restoreTerminal();
+    // Die of the same signal, so that the shell sees how the program ended.
+    ::signal(signal, SIG_DFL);
+    ::raise(signal);
+}
+
+void onResize(int) { resized = true; }
+
+class TerminalSession {
+public:
+    TerminalSession() {
+        tcgetattr(STDIN_FILENO, &savedTerminal);
+        termios raw = savedTerminal;
+        // Keys arrive one at a time and unechoed; Ctrl-C still signals.
+        raw.c_lflag &= ~tcflag_t(ICANON | ECHO);
+        raw.c_cc[VMIN] = 0;
+        raw.c_cc[VTIME] = 0;
+        struct sigaction action{};
+        action.sa_handler = onTerminatingSignal;
+        sigemptyset(&action.sa_mask);
+        for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(signal, &action, nullptr);
+        struct sigaction resize{};
+        resize.sa_handler = onResize;
+        sigemptyset(&resize.sa_mask);
+        sigaction(SIGWINCH, &resize, nullptr);
+        terminalChanged = true;
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &raw);
+        writeAll(enterScreen, sizeof enterScreen - 1);
+    }
+    ~TerminalSession() { restoreTerminal(); }
+    TerminalSession(const TerminalSession&) = delete;
+    TerminalSession& operator=(const TerminalSession&) = delete;
+};
+
+TopLayout currentLayout(TopSort sort) {
+    TopLayout layout;
+    layout.sort = sort;
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0) {
+        layout.width = size.ws_col;
+        layout.height = size.ws_row;
+    }
+    return layout;
+}
+
+void draw(const Snapshot& snapshot, const TopLayout& layout) {
+    std::string screen = "\x1b[H";  // home; each line clears its own rest
+    auto lines = topFrame(snapshot, layout);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        screen += lines[i];
+        screen += "\x1b[K";
+        if (i + 1 < lines.size()) screen += "\r\n";
+    }
+    writeAll(screen.data(), screen.size());
+}
+
+// Waits for a key until `deadline`; returns 0 when none came, -1 at the end
+// of input.
+int waitForKey(std::chrono::steady_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    int ready = ::poll(&input, 1, int(std::max<int64_t>(left.count(), 0)));
+    if (ready <= 0) return 0;  // time is up, or a signal (a resize) came
+    char key = 0;
+    ssize_t got = ::read(STDIN_FILENO, &key, 1);
+    if (got == 0 || (input.revents & (POLLHUP | POLLERR))) return -1;
+    return got == 1 ? static_cast<unsigned char>(key) : 0;
+}
+
+struct TopOptions {
+    double intervalSeconds = 1.0;
+    std::string sort = "cpu";
+    bool helper = false;
+};
+
+void run(const TopOptions& options) {
+    if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) {
+        throw std::runtime_error("top needs a terminal; `orvantine snapshot` prints to pipes and files");
+    }
+    TopSort sort = sortForKey(options.sort.empty() ? 'c' : options.sort[0]).value_or(TopSort::cpu);
+    auto builder = makeSnapshotBuilder(options.helper);
+    auto interval = std::chrono::nanoseconds(std::llround(options.intervalSeconds * 1e9));
+
+    // Log lines would land in the middle of the screen: they wait for the
+    // terminal to be restored (the session ends before the log scope).
+    CommandLogSink::Scope log;
+    TerminalSession terminal;
+    log.sink().hold(true);
+    // The first pass is the baseline; until the second, the frame says so.
+    Snapshot snapshot = builder->build();
+    draw(snapshot, currentLayout(sort));
+    auto next = std::chrono::steady_clock::now() + interval;
+    while (true) {
+        int key = waitForKey(next);
+        if (key == 'q' || key == 'Q' || key == -1) break;
+        if (auto chosen = sortForKey(char(key))) {
+            sort = *chosen;
+            draw(snapshot, currentLayout(sort));
+        } else if (resized.exchange(false)) {
+            writeAll("\x1b[2J", 4);
+            draw(snapshot, currentLayout(sort));
+        }
+        if (std::chrono::steady_clock::now() >= next) {
+            snapshot = builder->build();
+            draw(snapshot, currentLayout(sort));
+            next += interval;
+            if (std::chrono::steady_clock::now() > next) next = std::chrono::steady_clock::now() + interval;
+        }
+    }
+}
+
+CommandRegistration registration(6, [](CLI::App& app) {
+    auto options = std::make_shared<TopOptions>();
+    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d e sort, q quits");
+    command->add_option("--interval", options->intervalSeconds, "Seconds between refreshes")
+        ->default_val(1.0)
+        ->check(CLI::Range(0.2, 3600.0));
+    command->add_option("--sort", options->sort, "Order at start: cpu, memory, disk or energy")
+        ->default_val("cpu")
+        ->check(CLI::IsMember({"cpu", "memory", "disk", "energy"}));
+    command->add_flag("--helper", options->helper, "Read processes through the privileged helper when it answers");
+    command->callback([options] { run(*options); });
+});
+
+}  // namespace
+
+}  // namespace orv::cli
