@@ -225,7 +225,7 @@ TEST(HelperProgram, FrozenHelperLeavesTheClientWithItsLocalSampleAfterOneSecond)
     const double waited = std::chrono::duration<double>(Clock::now() - asked).count();
     EXPECT_EQ(answer.origin, HelperProcessSource::Origin::local);
     EXPECT_GE(waited, 0.99);
-    EXPECT_LE(waited, 1.3);
+    EXPECT_LE(waited, 1.5);  // the limit itself, plus scheduling on a busy machine
     ::kill(helper.pid, SIGKILL);
 }
 
