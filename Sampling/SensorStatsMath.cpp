@@ -23,7 +23,7 @@ std::optional<Kind> kindFromClass(uint32_t classOfDevice) {
     }
 }
 
-// BlueZ's icon names follow the freedesktop icon naming specification.
+// BlueZ's icon names are freedesktop icon names ("input-keyboard", "audio-headphones").
 std::optional<Kind> kindFromIcon(std::string_view icon) {
     if (icon == "input-mouse") return Kind::mouse;
     if (icon == "input-keyboard") return Kind::keyboard;
