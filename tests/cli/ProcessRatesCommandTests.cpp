@@ -16,30 +16,15 @@
 #include <thread>
 
 #include "core/JsonCoding.h"
+#include "support/CommandRunner.h"
 #include "core/ProcessSample.h"
 
 namespace orv {
 namespace {
 
-std::filesystem::path program() { return std::filesystem::path(ORVANTINE_BINARY_DIR) / "cli" / "orvantine"; }
+using test::runOrvantine;
 
-struct Run {
-    int status = -1;
-    std::string output;
-};
-
-Run run(const std::string& arguments) {
-    Run result;
-    std::string command = program().string() + " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return result;
-    std::array<char, 65536> buffer{};
-    size_t n = 0;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) result.output.append(buffer.data(), n);
-    int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+std::filesystem::path program() { return test::orvantineProgram(); }
 
 double cpuSeconds(clockid_t clock) {
     timespec now{};
@@ -67,15 +52,15 @@ TEST_F(ProcessRatesCommand, JsonDecodesAsProcessSamplesBusiestFirst) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     double cpuBefore = cpuSeconds(clock);
     auto started = std::chrono::steady_clock::now();
-    auto result = run("processes --rates --json --interval 1");
+    auto result = runOrvantine("processes --rates --json --interval 1");
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     double coresReceived = (cpuSeconds(clock) - cpuBefore) / seconds;
     kill(burner, SIGKILL);
     waitpid(burner, nullptr, 0);
 
-    ASSERT_EQ(result.status, 0) << result.output;
+    ASSERT_EQ(result.status, 0) << result.out;
     std::vector<ProcessSample> samples;
-    ASSERT_NO_THROW(samples = json::decode<std::vector<ProcessSample>>(result.output)) << result.output.substr(0, 500);
+    ASSERT_NO_THROW(samples = json::decode<std::vector<ProcessSample>>(result.out)) << result.out.substr(0, 500);
     ASSERT_FALSE(samples.empty());
     EXPECT_TRUE(std::is_sorted(samples.begin(), samples.end(),
                                [](const auto& a, const auto& b) { return a.cpuPercent > b.cpuPercent; }));
@@ -92,24 +77,24 @@ TEST_F(ProcessRatesCommand, JsonDecodesAsProcessSamplesBusiestFirst) {
 }
 
 TEST_F(ProcessRatesCommand, TableHasAHeaderAndOneLinePerProcess) {
-    auto result = run("processes --rates --interval 0.2");
-    ASSERT_EQ(result.status, 0) << result.output;
-    auto firstLineEnd = result.output.find('\n');
+    auto result = runOrvantine("processes --rates --interval 0.2");
+    ASSERT_EQ(result.status, 0) << result.out;
+    auto firstLineEnd = result.out.find('\n');
     ASSERT_NE(firstLineEnd, std::string::npos);
-    std::string header = result.output.substr(0, firstLineEnd);
+    std::string header = result.out.substr(0, firstLineEnd);
     for (const char* column : {"PID", "CPU %", "MEMORY", "READ/s", "WRITE/s", "IMPACT", "NAME"}) {
         EXPECT_NE(header.find(column), std::string::npos) << column << " missing from: " << header;
     }
-    EXPECT_GT(std::count(result.output.begin(), result.output.end(), '\n'), 2);
+    EXPECT_GT(std::count(result.out.begin(), result.out.end(), '\n'), 2);
 }
 
 TEST_F(ProcessRatesCommand, IntervalMustBePositive) {
-    EXPECT_NE(run("processes --rates --interval 0").status, 0);
-    EXPECT_NE(run("processes --rates --interval -1").status, 0);
+    EXPECT_NE(runOrvantine("processes --rates --interval 0").status, 0);
+    EXPECT_NE(runOrvantine("processes --rates --interval -1").status, 0);
 }
 
 TEST_F(ProcessRatesCommand, IntervalNeedsRates) {
-    EXPECT_NE(run("processes --interval 2").status, 0);
+    EXPECT_NE(runOrvantine("processes --interval 2").status, 0);
 }
 
 }  // namespace

@@ -13,38 +13,16 @@
 #include <string>
 
 #include "core/JsonCoding.h"
+#include "support/CommandRunner.h"
 #include "core/ProcessReading.h"
 #include "support/TempDir.h"
 
 namespace orv {
 namespace {
 
-std::filesystem::path program() { return std::filesystem::path(ORVANTINE_BINARY_DIR) / "cli" / "orvantine"; }
+using test::runOrvantine;
 
-struct Run {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-Run run(const std::string& arguments) {
-    test::TempDir dir;
-    const auto errPath = dir.path() / "stderr";
-    Run result;
-    std::string command = program().string() + " " + arguments + " 2>" + errPath.string();
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return result;
-    std::array<char, 65536> buffer{};
-    size_t n = 0;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) result.out.append(buffer.data(), n);
-    int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream in(errPath);
-    std::stringstream s;
-    s << in.rdbuf();
-    result.err = s.str();
-    return result;
-}
+std::filesystem::path program() { return test::orvantineProgram(); }
 
 class ProcessesHelperFlag : public ::testing::Test {
 protected:
@@ -57,7 +35,7 @@ protected:
 };
 
 TEST_F(ProcessesHelperFlag, FallsBackSilentlyToTheLocalPass) {
-    auto result = run("processes --helper --json");
+    auto result = runOrvantine("processes --helper --json");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     auto readings = json::decode<std::vector<ProcessReading>>(result.out);
@@ -65,14 +43,14 @@ TEST_F(ProcessesHelperFlag, FallsBackSilentlyToTheLocalPass) {
 }
 
 TEST_F(ProcessesHelperFlag, VerboseSaysTheLocalPassAnswered) {
-    auto result = run("processes --helper --verbose --json");
+    auto result = runOrvantine("processes --helper --verbose --json");
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.err.find("orvantine: readings from the local pass (the helper did not answer)\n"), std::string::npos)
         << result.err;
 }
 
 TEST_F(ProcessesHelperFlag, WithoutHelperVerboseSaysLocal) {
-    auto result = run("processes --verbose --json");
+    auto result = runOrvantine("processes --verbose --json");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "orvantine: readings from the local pass\n");
 }

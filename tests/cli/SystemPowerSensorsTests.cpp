@@ -15,32 +15,16 @@
 #include "core/BatteryStats.h"
 #include "core/GPUStats.h"
 #include "core/JsonCoding.h"
+#include "support/CommandRunner.h"
 #include "core/SensorStats.h"
 #include "core/ThermalPressure.h"
 
 namespace orv {
 namespace {
 
-std::filesystem::path program() { return std::filesystem::path(ORVANTINE_BINARY_DIR) / "cli" / "orvantine"; }
+using test::runOrvantine;
 
-struct Run {
-    int status = -1;
-    std::string output;
-};
-
-// Standard output only: log lines on the error stream are not the report.
-Run run(const std::string& arguments) {
-    Run result;
-    std::string command = program().string() + " " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return result;
-    std::array<char, 65536> buffer{};
-    size_t n = 0;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) result.output.append(buffer.data(), n);
-    int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+std::filesystem::path program() { return test::orvantineProgram(); }
 
 std::string member(const std::string& object, const char* key) {
     simdjson::dom::parser parser;
@@ -58,33 +42,33 @@ protected:
 };
 
 TEST_F(SystemPowerSensors, TextHasALineForEachPart) {
-    auto result = run("system --interval 0.05");
-    ASSERT_EQ(result.status, 0) << result.output;
+    auto result = runOrvantine("system --interval 0.05");
+    ASSERT_EQ(result.status, 0) << result.out;
     for (const char* heading : {"\nBattery  ", "\nGPU      ", "\nThermal  ", "\nSensors  "}) {
-        EXPECT_NE(result.output.find(heading), std::string::npos) << heading << " missing in\n" << result.output;
+        EXPECT_NE(result.out.find(heading), std::string::npos) << heading << " missing in\n" << result.out;
     }
 }
 
 TEST_F(SystemPowerSensors, JsonMembersDecodeAsTheirRecords) {
-    auto result = run("system --interval 0.05 --json");
-    ASSERT_EQ(result.status, 0) << result.output;
-    auto thermal = member(result.output, "thermal");
-    ASSERT_FALSE(thermal.empty()) << result.output;
+    auto result = runOrvantine("system --interval 0.05 --json");
+    ASSERT_EQ(result.status, 0) << result.out;
+    auto thermal = member(result.out, "thermal");
+    ASSERT_FALSE(thermal.empty()) << result.out;
     EXPECT_NO_THROW(json::decode<ThermalPressure>(thermal));
-    if (auto battery = member(result.output, "battery"); !battery.empty()) {
+    if (auto battery = member(result.out, "battery"); !battery.empty()) {
         EXPECT_NO_THROW(json::decode<BatteryStats>(battery));
     }
-    if (auto gpu = member(result.output, "gpu"); !gpu.empty()) {
+    if (auto gpu = member(result.out, "gpu"); !gpu.empty()) {
         EXPECT_NO_THROW(json::decode<GPUStats>(gpu));
     }
-    if (auto sensors = member(result.output, "sensors"); !sensors.empty()) {
+    if (auto sensors = member(result.out, "sensors"); !sensors.empty()) {
         EXPECT_NO_THROW(json::decode<SensorStats>(sensors));
     }
 }
 
 TEST_F(SystemPowerSensors, AMissingPartIsSaidInTextAndAbsentInJson) {
-    auto text = run("system --interval 0.05").output;
-    auto object = run("system --interval 0.05 --json").output;
+    auto text = runOrvantine("system --interval 0.05").out;
+    auto object = runOrvantine("system --interval 0.05 --json").out;
     if (text.find("\nBattery  none\n") != std::string::npos) {
         EXPECT_TRUE(member(object, "battery").empty());
     }
