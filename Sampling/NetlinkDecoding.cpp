@@ -108,6 +108,26 @@ NetlinkDecoding::Progress NetlinkDecoding::links(std::span<const uint8_t> datagr
     });
 }
 
+NetlinkDecoding::Progress NetlinkDecoding::stats(std::span<const uint8_t> datagram, uint32_t sequence,
+                                                 std::vector<NetlinkStats>& out) {
+    return walk(datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {
+        if (type != newStatsType) return true;
+        if (payload.size() < statsHeaderSize) return false;
+        NetlinkStats entry;
+        entry.index = load<int32_t>(payload, statsIndexOffset);
+        bool found = false;
+        bool whole = forEachAttribute(payload.subspan(statsHeaderSize), [&](uint16_t kind, std::span<const uint8_t> value) {
+            if (kind != statsLink64Attribute || value.size() < stats64TxBytesOffset + 8) return;
+            entry.counters = InterfaceCounters{load<uint64_t>(value, stats64RxBytesOffset),
+                                               load<uint64_t>(value, stats64TxBytesOffset)};
+            found = true;
+        });
+        if (!whole) return false;
+        if (found) out.push_back(entry);
+        return true;
+    });
+}
+
 NetlinkDecoding::Progress NetlinkDecoding::routes(std::span<const uint8_t> datagram, uint32_t sequence,
                                                   std::vector<NetlinkRoute>& out) {
     return walk(datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {

@@ -19,6 +19,14 @@ struct NetlinkLink {
     friend bool operator==(const NetlinkLink&, const NetlinkLink&) = default;
 };
 
+// One interface's counters from an RTM_NEWSTATS message.
+struct NetlinkStats {
+    int32_t index = 0;
+    InterfaceCounters counters;
+
+    friend bool operator==(const NetlinkStats&, const NetlinkStats&) = default;
+};
+
 // One route from an RTM_NEWROUTE message, as much as the default-route
 // choice needs.
 struct NetlinkRoute {
@@ -50,6 +58,10 @@ struct NetlinkDecoding {
     static constexpr uint16_t stats64Attribute = 23;  // IFLA_STATS64
     static constexpr size_t stats64RxBytesOffset = 16;  // rtnl_link_stats64.rx_bytes
     static constexpr size_t stats64TxBytesOffset = 24;  // rtnl_link_stats64.tx_bytes
+    static constexpr uint16_t newStatsType = 92;       // RTM_NEWSTATS
+    static constexpr size_t statsHeaderSize = 12;     // struct if_stats_msg
+    static constexpr size_t statsIndexOffset = 4;     // ifindex
+    static constexpr uint16_t statsLink64Attribute = 1;  // IFLA_STATS_LINK_64, a rtnl_link_stats64
     static constexpr uint16_t routeTableAttribute = 15;  // RTA_TABLE
     static constexpr uint16_t routeOutputAttribute = 4;  // RTA_OIF
     static constexpr uint16_t routePriorityAttribute = 6;  // RTA_PRIORITY
@@ -65,6 +77,10 @@ struct NetlinkDecoding {
 
     // Appends the links of `datagram`'s messages with sequence `sequence`.
     static Progress links(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkLink>& out);
+
+    // Appends the IFLA_STATS_LINK_64 counters of `datagram`'s RTM_NEWSTATS
+    // messages with sequence `sequence`; a message without them is skipped.
+    static Progress stats(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkStats>& out);
 
     // Appends the routes of `datagram`'s messages with sequence `sequence`.
     static Progress routes(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkRoute>& out);

@@ -154,6 +154,36 @@ TEST(NetlinkDecoding, LinkWithoutStats64HasNoCounters) {
     EXPECT_FALSE(links[0].counters);
 }
 
+std::vector<uint8_t> statsMessage(int32_t index, uint64_t rx, uint64_t tx) {
+    std::vector<uint8_t> payload(12, 0);
+    std::memcpy(payload.data() + 4, &index, 4);
+    uint64_t stats[24] = {};
+    stats[2] = rx;
+    stats[3] = tx;
+    auto link64 = attribute(1, stats, sizeof stats);
+    payload.insert(payload.end(), link64.begin(), link64.end());
+    return payload;
+}
+
+TEST(NetlinkDecoding, StatsMessagesGiveCountersByIndex) {
+    auto datagram = concat({message(92, 4, statsMessage(1, 10, 20)), message(92, 4, statsMessage(4, 3000, 4000)),
+                            message(3, 4, std::vector<uint8_t>(4, 0))});
+    std::vector<NetlinkStats> stats;
+    auto progress = NetlinkDecoding::stats(datagram, 4, stats);
+    EXPECT_TRUE(progress.done);
+    ASSERT_EQ(stats.size(), 2u);
+    EXPECT_EQ(stats[1], (NetlinkStats{4, InterfaceCounters{3000, 4000}}));
+}
+
+TEST(NetlinkDecoding, StatsMessageWithoutLink64IsSkipped) {
+    std::vector<uint8_t> payload(12, 0);
+    std::vector<NetlinkStats> stats;
+    EXPECT_FALSE(NetlinkDecoding::stats(message(92, 1, payload), 1, stats).malformed);
+    EXPECT_TRUE(stats.empty());
+    std::vector<uint8_t> shortPayload(8, 0);
+    EXPECT_TRUE(NetlinkDecoding::stats(message(92, 1, shortPayload), 1, stats).malformed);
+}
+
 TEST(NetlinkDecoding, IPv6DefaultRouteWhenIPv4HasNone) {
     auto datagram = concat({message(24, 1, route(2, 24, 2, 0)),     // an IPv4 subnet, not a default
                             message(24, 1, route(10, 0, 5, 1024))});  // the IPv6 default

@@ -29,6 +29,19 @@ TEST(LinuxNetworkPort, LiveDumpHasTheLoopback) {
     EXPECT_TRUE(counters.count("lo"));
 }
 
+TEST(LinuxNetworkPort, CounterOnlyDumpsNameTheSameInterfacesAsTheLinkDump) {
+    auto port = makeNetworkPort("/");
+    InterfaceCounterMap first, second;
+    port->readCounters(first);   // the link dump: names and counters
+    port->readCounters(second);  // the counters alone, named by the first
+    ASSERT_EQ(first.size(), second.size());
+    for (const auto& [name, counters] : first) {
+        ASSERT_TRUE(second.count(name)) << name;
+        EXPECT_GE(second.at(name).bytesIn, counters.bytesIn) << name;
+        EXPECT_GE(second.at(name).bytesOut, counters.bytesOut) << name;
+    }
+}
+
 // The default route's interface by the kernel's own text table.
 std::optional<std::string> defaultRouteFromProcNetRoute() {
     std::ifstream file("/proc/net/route");
