@@ -1,0 +1,215 @@
+// The cost of the whole sampling pass (process readings, system sample,
+// rates, app rule, aggregates), in process, and the CPU use of the command
+// a script would run, `orvantine snapshot --json` at one snapshot a second,
+// measured from outside with getrusage of the child. With --btop, btop is
+// run for the same time in a detached tmux session at the same refresh, and
+// its CPU time read from its proc entry, for comparison.
+//
+//   SnapshotBench [--processes N]... [--passes N] [--seconds S] [--program PATH] [--btop]
+//
+// --processes N starts sleeping children until about N processes exist, and
+// may be given more than once (default: 600 and 2000).
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Sampling/SnapshotBuilder.h"
+#include "core/JsonCoding.h"
+
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+size_t liveProcessCount() {
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const auto name = entry.path().filename().string();
+        count += !name.empty() && std::all_of(name.begin(), name.end(), ::isdigit);
+    }
+    return count;
+}
+
+std::vector<pid_t> startIdleChildren(size_t count) {
+    std::vector<pid_t> children;
+    for (size_t i = 0; i < count; ++i) {
+        pid_t child = fork();
+        if (child == 0) {
+            pause();
+            _exit(0);
+        }
+        if (child < 0) break;
+        children.push_back(child);
+    }
+    return children;
+}
+
+void stopChildren(std::vector<pid_t>& children) {
+    for (pid_t child : children) kill(child, SIGKILL);
+    for (pid_t child : children) waitpid(child, nullptr, 0);
+    children.clear();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
+struct PassFigures {
+    double firstMs = 0;
+    double warmMedianMs = 0;
+    double encodeMedianMs = 0;
+    size_t processes = 0;
+    size_t apps = 0;
+};
+
+PassFigures measurePasses(int passes) {
+    PassFigures figures;
+    auto builder = std::make_unique<orv::SnapshotBuilder>(orv::SnapshotBuilder::machineParts());
+    auto started = Clock::now();
+    builder->build();
+    figures.firstMs = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
+    std::vector<double> warm, encode;
+    for (int i = 0; i < passes; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        auto t0 = Clock::now();
+        auto snapshot = builder->build();
+        auto t1 = Clock::now();
+        auto line = orv::json::encode(snapshot);
+        auto t2 = Clock::now();
+        warm.push_back(std::chrono::duration<double, std::milli>(t1 - t0).count());
+        encode.push_back(std::chrono::duration<double, std::milli>(t2 - t1).count());
+        figures.processes = snapshot.processes.size();
+        figures.apps = snapshot.apps.size();
+    }
+    figures.warmMedianMs = median(warm);
+    figures.encodeMedianMs = median(encode);
+    return figures;
+}
+
+// CPU seconds (user + system) of one run of the command, and its wall time.
+std::pair<double, double> commandCPU(const std::string& program, int seconds) {
+    auto started = Clock::now();
+    pid_t child = fork();
+    if (child == 0) {
+        int null = ::open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        std::string count = std::to_string(seconds);
+        execl(program.c_str(), program.c_str(), "snapshot", "--json", "--count", count.c_str(), "--interval", "1",
+              static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    double wall = std::chrono::duration<double>(Clock::now() - started).count();
+    double cpu = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                 double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return {-1, wall};
+    return {cpu, wall};
+}
+
+std::string run(const std::string& command) {
+    std::string out;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return out;
+    char buffer[4096];
+    size_t n = 0;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+    return out;
+}
+
+// utime + stime of a process from its stat line, in seconds.
+double processCPUSeconds(pid_t pid) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    auto close = text.rfind(')');
+    if (close == std::string::npos) return -1;
+    std::istringstream fields(text.substr(close + 2));
+    std::string field;
+    double ticks = 0;
+    for (int i = 3; fields >> field; ++i) {
+        if (i == 14 || i == 15) ticks += std::stod(field);
+        if (i == 15) break;
+    }
+    return ticks / double(sysconf(_SC_CLK_TCK));
+}
+
+// btop at a one-second refresh in a detached tmux session, CPU share over
+// `seconds` after a two-second start; negative when it cannot be run.
+double btopShare(int seconds) {
+    if (run("command -v btop").empty() || run("command -v tmux").empty()) return -1;
+    run("tmux kill-session -t orvbench 2>/dev/null; tmux new-session -d -s orvbench -x 200 -y 50 "
+        "'btop --update 1000' 2>/dev/null");
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    auto pidText = run("tmux list-panes -t orvbench -F '#{pane_pid}' 2>/dev/null");
+    pid_t pid = pid_t(std::atoi(pidText.c_str()));
+    if (pid <= 0) return -1;
+    double before = processCPUSeconds(pid);
+    auto started = Clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    double after = processCPUSeconds(pid);
+    double wall = std::chrono::duration<double>(Clock::now() - started).count();
+    run("tmux kill-session -t orvbench 2>/dev/null");
+    if (before < 0 || after < 0) return -1;
+    return (after - before) / wall * 100;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<size_t> sizes;
+    int passes = 15, seconds = 20;
+    bool btop = false;
+    std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--processes" && i + 1 < argc) sizes.push_back(size_t(std::atol(argv[++i])));
+        else if (arg == "--passes" && i + 1 < argc) passes = std::atoi(argv[++i]);
+        else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
+        else if (arg == "--program" && i + 1 < argc) program = argv[++i];
+        else if (arg == "--btop") btop = true;
+        else {
+            std::fprintf(stderr, "usage: %s [--processes N]... [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+                         argv[0]);
+            return 2;
+        }
+    }
+    if (sizes.empty()) sizes = {600, 2000};
+
+    std::printf("%-10s %10s %10s %10s %8s %12s %10s\n", "processes", "first ms", "pass ms", "json ms", "apps",
+                "command %", "btop %");
+    for (size_t size : sizes) {
+        size_t live = liveProcessCount();
+        auto children = startIdleChildren(size > live ? size - live : 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        PassFigures figures = measurePasses(passes);
+        auto [cpu, wall] = commandCPU(program, seconds);
+        double share = cpu < 0 ? -1 : cpu / wall * 100;
+        double btopPercent = btop ? btopShare(seconds) : -1;
+        std::printf("%-10zu %10.2f %10.2f %10.2f %8zu %12s %10s\n", figures.processes, figures.firstMs,
+                    figures.warmMedianMs, figures.encodeMedianMs, figures.apps,
+                    share < 0 ? "failed" : (std::to_string(share).substr(0, 5)).c_str(),
+                    btopPercent < 0 ? "-" : (std::to_string(btopPercent).substr(0, 5)).c_str());
+        std::fflush(stdout);
+        stopChildren(children);
+    }
+    std::printf("command %%: CPU time (user + system) of `orvantine snapshot --json --count %d --interval 1` over its "
+                "wall time, as a share of one core; it includes start-up and the baseline pass.\n",
+                seconds);
+    return 0;
+}
