@@ -127,10 +127,17 @@ TEST_F(SnapshotCommand, AProcessThatBurnsACoreLeadsItsAppAndTheProcessList) {
     int cores = int(std::thread::hardware_concurrency());
     EXPECT_EQ(snapshot.processes.front().pid, burner) << "the busiest is " << snapshot.processes.front().name;
     EXPECT_NEAR(found->cpuPercent, 100.0 / cores, 25.0 / cores);
-    ASSERT_FALSE(snapshot.apps.empty());
-    EXPECT_EQ(snapshot.apps.front().app, AppIdentity::other("orvburner"));
-    EXPECT_EQ(snapshot.apps.front().processCount, 1);
-    EXPECT_DOUBLE_EQ(snapshot.apps.front().cpuPercent, found->cpuPercent);
+    auto app = std::find_if(snapshot.apps.begin(), snapshot.apps.end(),
+                            [](const auto& a) { return a.app == AppIdentity::other("orvburner"); });
+    ASSERT_NE(app, snapshot.apps.end());
+    EXPECT_EQ(app->processCount, 1);
+    EXPECT_DOUBLE_EQ(app->cpuPercent, found->cpuPercent);
+    // Only the sum of several busy processes (a parallel build beside the
+    // test) may rank above it; no single process does.
+    for (auto ahead = snapshot.apps.begin(); ahead != app; ++ahead) {
+        EXPECT_GT(ahead->processCount, 1) << ahead->app.id << " outranks the burner alone";
+        EXPECT_GE(ahead->cpuPercent, app->cpuPercent);
+    }
 }
 
 TEST_F(SnapshotCommand, TopCutsTheJsonLists) {
