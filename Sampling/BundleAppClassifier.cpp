@@ -7,14 +7,11 @@ BundleAppClassifier::BundleAppClassifier(std::unique_ptr<BundleFilesPort> port) 
 ProcessMath::IdentitiesByPID BundleAppClassifier::identify(const std::vector<ProcessReading>& readings) {
     ProcessMath::IdentitiesByPID identities;
     identities.reserve(readings.size());
-    seen_.clear();
-    seen_.reserve(readings.size());
     // The pass by pid, built only when a new process needs its responsible
     // process or its ancestors.
     ReadingsByPID pass;
     for (const auto& reading : readings) {
         ProcessInstanceKey key{reading.pid, reading.startTime.secondsSinceReferenceDate};
-        seen_.insert(key);
         auto found = instances_.find(key);
         if (found == instances_.end()) {
             if (pass.empty()) {
@@ -25,8 +22,11 @@ ProcessMath::IdentitiesByPID BundleAppClassifier::identify(const std::vector<Pro
         }
         identities.emplace(reading.pid, found->second);
     }
-    if (instances_.size() > 2 * seen_.size() + 64) {
-        std::erase_if(instances_, [this](const auto& entry) { return !seen_.contains(entry.first); });
+    if (instances_.size() > 2 * readings.size() + 64) {
+        std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> live;
+        live.reserve(readings.size());
+        for (const auto& r : readings) live.insert({r.pid, r.startTime.secondsSinceReferenceDate});
+        std::erase_if(instances_, [&](const auto& entry) { return !live.contains(entry.first); });
     }
     return identities;
 }

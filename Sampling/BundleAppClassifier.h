@@ -54,7 +54,6 @@ private:
     std::unique_ptr<BundleFilesPort> port_;
     std::unordered_map<ProcessInstanceKey, AppIdentity, ProcessInstanceKeyHash> instances_;
     std::unordered_map<std::string, BundleAppRule::BundleInfo> bundles_;
-    std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> seen_;
 };
 
 }  // namespace orv

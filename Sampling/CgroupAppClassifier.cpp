@@ -22,16 +22,14 @@ AppIdentity CgroupAppClassifier::kernel() {
 ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<ProcessReading>& readings) {
     ProcessMath::IdentitiesByPID identities;
     identities.reserve(readings.size());
-    seen_.clear();
-    seen_.reserve(readings.size());
-    for (const auto& reading : readings) {
-        identities.emplace(reading.pid, identity(reading));
-        seen_.insert({reading.pid, reading.startTime.secondsSinceReferenceDate});
-    }
+    for (const auto& reading : readings) identities.emplace(reading.pid, identity(reading));
     // As the process sampler does: prune in bulk, only once the cache is
-    // well past the live population.
-    if (instances_.size() > 2 * seen_.size() + 64) {
-        std::erase_if(instances_, [this](const auto& entry) { return !seen_.contains(entry.first); });
+    // well past the live population, so a steady pass does no pruning work.
+    if (instances_.size() > 2 * readings.size() + 64) {
+        std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> live;
+        live.reserve(readings.size());
+        for (const auto& r : readings) live.insert({r.pid, r.startTime.secondsSinceReferenceDate});
+        std::erase_if(instances_, [&](const auto& entry) { return !live.contains(entry.first); });
     }
     return identities;
 }

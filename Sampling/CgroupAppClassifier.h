@@ -56,7 +56,6 @@ private:
     std::unique_ptr<CgroupFilesPort> port_;
     std::unordered_map<ProcessInstanceKey, AppIdentity, ProcessInstanceKeyHash> instances_;
     std::unordered_map<std::string, AppName> apps_;
-    std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> seen_;
 };
 
 }  // namespace orv
