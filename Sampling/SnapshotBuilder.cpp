@@ -1,5 +1,6 @@
 #include "Sampling/SnapshotBuilder.h"
 
+#include <algorithm>
 #include <exception>
 #include <thread>
 
@@ -147,10 +148,16 @@ Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, Continu
     AppAggregateMath::sortByCPUShare(snapshot.apps);
     AppAggregateMath::sortByCPUShare(snapshot.processes);
 
-    previous_.clear();
-    for (auto& reading : readings) {
-        int32_t pid = reading.pid;
-        previous_.emplace(pid, std::move(reading));
+    // Most processes outlive a pass: their entries are overwritten in place
+    // and only the departed are erased, rather than rebuilding the map.
+    for (auto& reading : readings) previous_[reading.pid] = std::move(reading);
+    if (previous_.size() > readings.size()) {
+        currentPIDs_.clear();
+        for (const auto& reading : readings) currentPIDs_.push_back(reading.pid);
+        std::sort(currentPIDs_.begin(), currentPIDs_.end());
+        std::erase_if(previous_, [this](const auto& entry) {
+            return !std::binary_search(currentPIDs_.begin(), currentPIDs_.end(), entry.first);
+        });
     }
     previousGPU_ = std::move(currentGPU);
     previousAt_ = readAt;

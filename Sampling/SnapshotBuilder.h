@@ -93,6 +93,7 @@ private:
     SamplingExecutor& executor_;
     std::unique_ptr<Latest> latest_;  // last good system figures
     ProcessMath::ReadingsByPID previous_;
+    std::vector<int32_t> currentPIDs_;  // kept to reuse its storage
     ProcessMath::GPUTimeByPID previousGPU_;
     std::optional<ContinuousClock::Instant> previousAt_;
     mutable std::mutex peripheralsMutex_;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "Sampling/SnapshotBuilder.h"
@@ -252,6 +253,25 @@ TEST_F(SnapshotBuilderTest, AFailingProcessSourceFailsTheCallAndKeepsTheBaseline
     auto snapshot = builder->build();
     EXPECT_EQ(snapshot.interval, Duration::seconds(2));
     EXPECT_DOUBLE_EQ(snapshot.processes.at(0).cpuPercent, 25);
+}
+
+TEST_F(SnapshotBuilderTest, AProcessThatLeftAndAPidThatCameBackAreNoBaseline) {
+    processes->setReadings({process(10, "short", 0), process(11, "stays", 0)});
+    auto builder = make();
+    builder->build();
+    advance(1000);
+    processes->setReadings({process(11, "stays", 500)});
+    builder->build();
+    advance(1000);
+    // pid 10 returns with its old start time and a large total: with a stale
+    // baseline it would read 5 s of CPU in 1 s; without one it reads nothing.
+    processes->setReadings({process(10, "short", 5000), process(11, "stays", 1000)});
+    auto snapshot = builder->build();
+    auto returned = std::find_if(snapshot.processes.begin(), snapshot.processes.end(),
+                                 [](const auto& p) { return p.pid == 10; });
+    ASSERT_NE(returned, snapshot.processes.end());
+    EXPECT_EQ(returned->cpuPercent, 0);
+    EXPECT_DOUBLE_EQ(snapshot.processes.front().cpuPercent, 25);
 }
 
 TEST_F(SnapshotBuilderTest, AnEmptyProcessTableGivesAnEmptySnapshot) {
