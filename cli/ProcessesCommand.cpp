@@ -82,7 +82,9 @@ void printTable(std::vector<ProcessReading> readings) {
 }
 
 void run(const ProcessesOptions& options) {
-    auto sampler = std::make_shared<ProcessSampler>();
+    // Never destroyed: the process ends after printing, and the kernel drops
+    // the sampler's kept /proc descriptors faster than closing them one by one.
+    auto sampler = std::shared_ptr<ProcessSampler>(new ProcessSampler(), [](ProcessSampler*) {});
     auto helper = options.helper ? helperSource(sampler, options.verbose) : nullptr;
     ProcessSource& source = helper ? static_cast<ProcessSource&>(*helper) : *sampler;
     if (options.rates) {
