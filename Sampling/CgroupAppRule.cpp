@@ -139,7 +139,7 @@ std::string_view trim(std::string_view s) {
     return s;
 }
 
-// The desktop entry specification's escapes of string values.
+// Desktop entries escape string values as \s, \n, \t, \r and \\.
 std::string unescapeValue(std::string_view value) {
     std::string out;
     out.reserve(value.size());

@@ -19,30 +19,15 @@
 #include <thread>
 
 #include "core/JsonCoding.h"
+#include "support/CommandRunner.h"
 #include "core/Snapshot.h"
 
 namespace orv {
 namespace {
 
-std::filesystem::path program() { return std::filesystem::path(ORVANTINE_BINARY_DIR) / "cli" / "orvantine"; }
+using test::runOrvantine;
 
-struct Run {
-    int status = -1;
-    std::string output;
-};
-
-Run run(const std::string& arguments) {
-    Run result;
-    std::string command = program().string() + " " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return result;
-    std::array<char, 65536> buffer{};
-    size_t n = 0;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) result.output.append(buffer.data(), n);
-    int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+std::filesystem::path program() { return test::orvantineProgram(); }
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> out;
@@ -65,9 +50,9 @@ protected:
 };
 
 TEST_F(SnapshotCommand, ThreeJsonLinesDecodeAsSnapshots) {
-    auto result = run("snapshot --json --count 3 --interval 0.3");
-    ASSERT_EQ(result.status, 0) << result.output.substr(0, 500);
-    auto all = lines(result.output);
+    auto result = runOrvantine("snapshot --json --count 3 --interval 0.3");
+    ASSERT_EQ(result.status, 0) << result.out.substr(0, 500);
+    auto all = lines(result.out);
     ASSERT_EQ(all.size(), 3u);
     Date previous;
     for (const auto& line : all) {
@@ -106,14 +91,14 @@ TEST_F(SnapshotCommand, AProcessThatBurnsACoreLeadsItsAppAndTheProcessList) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     double cpuBefore = cpuSeconds(clock);
     auto started = std::chrono::steady_clock::now();
-    auto result = run("snapshot --json --count 2 --interval 0.5");
+    auto result = runOrvantine("snapshot --json --count 2 --interval 0.5");
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     double coresReceived = (cpuSeconds(clock) - cpuBefore) / seconds;
     kill(burner, SIGKILL);
     waitpid(burner, nullptr, 0);
 
     ASSERT_EQ(result.status, 0);
-    auto all = lines(result.output);
+    auto all = lines(result.out);
     ASSERT_EQ(all.size(), 2u);
     auto snapshot = json::decode<Snapshot>(all.back());
     auto found = std::find_if(snapshot.processes.begin(), snapshot.processes.end(),
@@ -141,33 +126,33 @@ TEST_F(SnapshotCommand, AProcessThatBurnsACoreLeadsItsAppAndTheProcessList) {
 }
 
 TEST_F(SnapshotCommand, TopCutsTheJsonLists) {
-    auto result = run("snapshot --json --top 2 --interval 0.1");
+    auto result = runOrvantine("snapshot --json --top 2 --interval 0.1");
     ASSERT_EQ(result.status, 0);
-    auto snapshot = json::decode<Snapshot>(result.output);
+    auto snapshot = json::decode<Snapshot>(result.out);
     EXPECT_LE(snapshot.apps.size(), 2u);
     EXPECT_EQ(snapshot.processes.size(), 2u);
 }
 
 TEST_F(SnapshotCommand, TheSummaryShowsSystemAppsAndProcesses) {
-    auto result = run("snapshot --interval 0.1 --top 3");
-    ASSERT_EQ(result.status, 0) << result.output;
+    auto result = runOrvantine("snapshot --interval 0.1 --top 3");
+    ASSERT_EQ(result.status, 0) << result.out;
     for (const char* part : {"Snapshot ", "CPU ", "Memory ", "Disk ", "Network ", "Thermal ", "Apps (", "Processes ("}) {
-        EXPECT_NE(result.output.find(part), std::string::npos) << part << " missing from:\n" << result.output;
+        EXPECT_NE(result.out.find(part), std::string::npos) << part << " missing from:\n" << result.out;
     }
-    auto processesAt = result.output.find("Processes (3 of ");
+    auto processesAt = result.out.find("Processes (3 of ");
     ASSERT_NE(processesAt, std::string::npos);
-    EXPECT_EQ(std::count(result.output.begin() + long(processesAt), result.output.end(), '\n'), 5);  // title, header, 3 rows
+    EXPECT_EQ(std::count(result.out.begin() + long(processesAt), result.out.end(), '\n'), 5);  // title, header, 3 rows
 }
 
 TEST_F(SnapshotCommand, BadOptionsAreRefused) {
-    EXPECT_NE(run("snapshot --interval 0").status, 0);
-    EXPECT_NE(run("snapshot --interval -1").status, 0);
-    EXPECT_NE(run("snapshot --count -2").status, 0);
-    EXPECT_NE(run("snapshot --top 0").status, 0);
+    EXPECT_NE(runOrvantine("snapshot --interval 0").status, 0);
+    EXPECT_NE(runOrvantine("snapshot --interval -1").status, 0);
+    EXPECT_NE(runOrvantine("snapshot --count -2").status, 0);
+    EXPECT_NE(runOrvantine("snapshot --top 0").status, 0);
 }
 
 TEST_F(SnapshotCommand, TopRefusesAPipe) {
-    auto result = run("top < /dev/null");
+    auto result = runOrvantine("top < /dev/null");
     EXPECT_NE(result.status, 0);
 }
 
