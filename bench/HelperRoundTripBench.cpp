@@ -25,32 +25,17 @@
 
 #include "Sampling/HelperProcessSource.h"
 #include "Sampling/ProcessSampler.h"
+#include "bench/BenchSupport.h"
 #include "core/JsonCoding.h"
 
 extern char** environ;
 
 using Clock = std::chrono::steady_clock;
 
+using orv::bench::median;
+using orv::bench::startIdleChildren;
+
 namespace {
-
-std::vector<pid_t> startIdleChildren(int count) {
-    std::vector<pid_t> children;
-    for (int i = 0; i < count; ++i) {
-        pid_t child = fork();
-        if (child == 0) {
-            pause();
-            _exit(0);
-        }
-        if (child < 0) break;
-        children.push_back(child);
-    }
-    return children;
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 template <class F>
 std::vector<double> timeMilliseconds(int passes, F work) {

@@ -19,29 +19,14 @@
 #include <vector>
 
 #include "Sampling/ProcessSampler.h"
+#include "bench/BenchSupport.h"
 
 using Clock = std::chrono::steady_clock;
 
+using orv::bench::median;
+using orv::bench::startIdleChildren;
+
 namespace {
-
-std::vector<pid_t> startIdleChildren(int count) {
-    std::vector<pid_t> children;
-    for (int i = 0; i < count; ++i) {
-        pid_t child = fork();
-        if (child == 0) {
-            pause();
-            _exit(0);
-        }
-        if (child < 0) break;
-        children.push_back(child);
-    }
-    return children;
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 // psutil's warm pass over the same fields, microseconds per process.
 double psutilMicrosecondsPerProcess(int passes) {
@@ -97,8 +82,7 @@ int main(int argc, char** argv) {
     }
     double psutil = psutilMicrosecondsPerProcess(std::max(5, passes / 3));
 
-    for (pid_t child : children) kill(child, SIGKILL);
-    for (pid_t child : children) waitpid(child, nullptr, 0);
+    orv::bench::stopChildren(children);
 
     std::printf("process pass at %zu processes (%d idle children started)\n", processes, idle);
     std::printf("  first pass        %8.2f us/process\n", median(first));

@@ -1,0 +1,41 @@
+#pragma once
+
+// Small pieces the benchmark programs share.
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace orv::bench {
+
+// Starts `count` children that sleep until killed, to measure a pass at the
+// scale of a busy machine; stops early if fork fails.
+inline std::vector<pid_t> startIdleChildren(int count) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < count; ++i) {
+        pid_t child = fork();
+        if (child == 0) {
+            pause();
+            _exit(0);
+        }
+        if (child < 0) break;
+        children.push_back(child);
+    }
+    return children;
+}
+
+inline void stopChildren(const std::vector<pid_t>& children) {
+    for (pid_t child : children) kill(child, SIGKILL);
+    for (pid_t child : children) waitpid(child, nullptr, 0);
+}
+
+inline double median(std::vector<double> values) {
+    if (values.empty()) return 0;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace orv::bench
