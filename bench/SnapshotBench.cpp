@@ -27,6 +27,7 @@
 #include <thread>
 #include <vector>
 
+#include "Sampling/ProcessSampler.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "core/JsonCoding.h"
 
@@ -145,20 +146,14 @@ std::string run(const std::string& command) {
     return out;
 }
 
-// utime + stime of a process from its stat line, in seconds.
+// A process's CPU time (every thread, user + system) in seconds, read by
+// our own sampler; negative when the process is not there.
 double processCPUSeconds(pid_t pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    auto close = text.rfind(')');
-    if (close == std::string::npos) return -1;
-    std::istringstream fields(text.substr(close + 2));
-    std::string field;
-    double ticks = 0;
-    for (int i = 3; fields >> field; ++i) {
-        if (i == 14 || i == 15) ticks += std::stod(field);
-        if (i == 15) break;
+    orv::ProcessSampler sampler;  // used on this thread only
+    for (const auto& reading : sampler.sampleNow()) {
+        if (reading.pid == pid) return reading.cpuTime.toSeconds();
     }
-    return ticks / double(sysconf(_SC_CLK_TCK));
+    return -1;
 }
 
 // btop at a one-second refresh in a detached tmux session, CPU share over
