@@ -13,9 +13,9 @@ namespace orv::bench {
 
 // Starts `count` children that sleep until killed, to measure a pass at the
 // scale of a busy machine; stops early if fork fails.
-inline std::vector<pid_t> startIdleChildren(int count) {
+inline std::vector<pid_t> startIdleChildren(size_t count) {
     std::vector<pid_t> children;
-    for (int i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
         pid_t child = fork();
         if (child == 0) {
             pause();
@@ -27,9 +27,10 @@ inline std::vector<pid_t> startIdleChildren(int count) {
     return children;
 }
 
-inline void stopChildren(const std::vector<pid_t>& children) {
+inline void stopChildren(std::vector<pid_t>& children) {
     for (pid_t child : children) kill(child, SIGKILL);
     for (pid_t child : children) waitpid(child, nullptr, 0);
+    children.clear();
 }
 
 inline double median(std::vector<double> values) {

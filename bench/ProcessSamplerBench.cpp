@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
         if (!std::strcmp(argv[i], "--idle")) idle = std::atoi(argv[++i]);
         else if (!std::strcmp(argv[i], "--passes")) passes = std::max(3, std::atoi(argv[++i]));
     }
-    auto children = startIdleChildren(idle);
+    auto children = startIdleChildren(size_t(std::max(0, idle)));
     usleep(200'000);  // let the children reach pause()
 
     std::vector<double> first, warm;

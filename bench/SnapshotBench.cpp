@@ -28,10 +28,15 @@
 #include <vector>
 
 #include "Sampling/ProcessSampler.h"
+#include "bench/BenchSupport.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "core/JsonCoding.h"
 
 using Clock = std::chrono::steady_clock;
+
+using orv::bench::median;
+using orv::bench::startIdleChildren;
+using orv::bench::stopChildren;
 
 namespace {
 
@@ -42,31 +47,6 @@ size_t liveProcessCount() {
         count += !name.empty() && std::all_of(name.begin(), name.end(), ::isdigit);
     }
     return count;
-}
-
-std::vector<pid_t> startIdleChildren(size_t count) {
-    std::vector<pid_t> children;
-    for (size_t i = 0; i < count; ++i) {
-        pid_t child = fork();
-        if (child == 0) {
-            pause();
-            _exit(0);
-        }
-        if (child < 0) break;
-        children.push_back(child);
-    }
-    return children;
-}
-
-void stopChildren(std::vector<pid_t>& children) {
-    for (pid_t child : children) kill(child, SIGKILL);
-    for (pid_t child : children) waitpid(child, nullptr, 0);
-    children.clear();
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
 }
 
 struct PassFigures {

@@ -24,20 +24,8 @@ namespace {
 
 using test::runOrvantine;
 
-std::filesystem::path program() { return test::orvantineProgram(); }
 
-double cpuSeconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
-}
-
-class ProcessRatesCommand : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!std::filesystem::exists(program())) GTEST_SKIP() << "the orvantine program is not built at " << program();
-    }
-};
+class ProcessRatesCommand : public test::OrvantineCommandTest {};
 
 TEST_F(ProcessRatesCommand, JsonDecodesAsProcessSamplesBusiestFirst) {
     pid_t burner = fork();
@@ -50,11 +38,11 @@ TEST_F(ProcessRatesCommand, JsonDecodesAsProcessSamplesBusiestFirst) {
     clockid_t clock{};
     clock_getcpuclockid(burner, &clock);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    double cpuBefore = cpuSeconds(clock);
+    double cpuBefore = test::cpuClockSeconds(clock);
     auto started = std::chrono::steady_clock::now();
     auto result = runOrvantine("processes --rates --json --interval 1");
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    double coresReceived = (cpuSeconds(clock) - cpuBefore) / seconds;
+    double coresReceived = (test::cpuClockSeconds(clock) - cpuBefore) / seconds;
     kill(burner, SIGKILL);
     waitpid(burner, nullptr, 0);
 

@@ -22,12 +22,12 @@ namespace {
 
 using test::runOrvantine;
 
-std::filesystem::path program() { return test::orvantineProgram(); }
 
-class ProcessesHelperFlag : public ::testing::Test {
+class ProcessesHelperFlag : public test::OrvantineCommandTest {
 protected:
     void SetUp() override {
-        if (!std::filesystem::exists(program())) GTEST_SKIP() << "the orvantine program is not built at " << program();
+        OrvantineCommandTest::SetUp();
+        if (IsSkipped()) return;
         if (std::filesystem::exists("/run/orvantine/helper.sock")) {
             GTEST_SKIP() << "a helper is installed here; these tests need one that does not answer";
         }

@@ -24,7 +24,6 @@ namespace {
 
 using test::runOrvantine;
 
-std::filesystem::path program() { return test::orvantineProgram(); }
 
 std::string member(const std::string& object, const char* key) {
     simdjson::dom::parser parser;
@@ -34,12 +33,7 @@ std::string member(const std::string& object, const char* key) {
     return simdjson::minify(value);
 }
 
-class SystemPowerSensors : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!std::filesystem::exists(program())) GTEST_SKIP() << "the orvantine program is not built at " << program();
-    }
-};
+class SystemPowerSensors : public test::OrvantineCommandTest {};
 
 TEST_F(SystemPowerSensors, TextHasALineForEachPart) {
     auto result = runOrvantine("system --interval 0.05");

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+#include <time.h>
+
 #include <filesystem>
 #include <string>
 
@@ -16,5 +19,23 @@ std::filesystem::path orvantineProgram();
 
 // Runs `orvantine <arguments>` through the shell and waits for it.
 CommandResult runOrvantine(const std::string& arguments);
+
+// Tests of the command: skipped, saying where it was looked for, when the
+// program is not built.
+class OrvantineCommandTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::filesystem::exists(orvantineProgram())) {
+            GTEST_SKIP() << "the orvantine program is not built at " << orvantineProgram();
+        }
+    }
+};
+
+// Seconds on a CPU clock (clock_getcpuclockid of a child, say).
+inline double cpuClockSeconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
 
 }  // namespace orv::test

@@ -27,7 +27,6 @@ namespace {
 
 using test::runOrvantine;
 
-std::filesystem::path program() { return test::orvantineProgram(); }
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> out;
@@ -36,18 +35,7 @@ std::vector<std::string> lines(const std::string& text) {
     return out;
 }
 
-double cpuSeconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
-}
-
-class SnapshotCommand : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!std::filesystem::exists(program())) GTEST_SKIP() << "the orvantine program is not built at " << program();
-    }
-};
+class SnapshotCommand : public test::OrvantineCommandTest {};
 
 TEST_F(SnapshotCommand, ThreeJsonLinesDecodeAsSnapshots) {
     auto result = runOrvantine("snapshot --json --count 3 --interval 0.3");
@@ -89,11 +77,11 @@ TEST_F(SnapshotCommand, AProcessThatBurnsACoreLeadsItsAppAndTheProcessList) {
     clockid_t clock{};
     clock_getcpuclockid(burner, &clock);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    double cpuBefore = cpuSeconds(clock);
+    double cpuBefore = test::cpuClockSeconds(clock);
     auto started = std::chrono::steady_clock::now();
     auto result = runOrvantine("snapshot --json --count 2 --interval 0.5");
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    double coresReceived = (cpuSeconds(clock) - cpuBefore) / seconds;
+    double coresReceived = (test::cpuClockSeconds(clock) - cpuBefore) / seconds;
     kill(burner, SIGKILL);
     waitpid(burner, nullptr, 0);
 
