@@ -28,23 +28,11 @@ using test::runOrvantine;
 class ProcessRatesCommand : public test::OrvantineCommandTest {};
 
 TEST_F(ProcessRatesCommand, JsonDecodesAsProcessSamplesBusiestFirst) {
-    pid_t burner = fork();
-    ASSERT_GE(burner, 0);
-    if (burner == 0) {
-        setsid();  // its own scheduling group where the kernel groups by session
-        volatile uint64_t spin = 0;
-        for (;;) spin = spin + 1;
-    }
-    clockid_t clock{};
-    clock_getcpuclockid(burner, &clock);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    double cpuBefore = test::cpuClockSeconds(clock);
-    auto started = std::chrono::steady_clock::now();
-    auto result = runOrvantine("processes --rates --json --interval 1");
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    double coresReceived = (test::cpuClockSeconds(clock) - cpuBefore) / seconds;
-    kill(burner, SIGKILL);
-    waitpid(burner, nullptr, 0);
+    auto burned = test::runWhileBurningACore("processes --rates --json --interval 1", "orvburner");
+    ASSERT_GE(burned.burner, 0);
+    const pid_t burner = burned.burner;
+    const double coresReceived = burned.coresReceived;
+    const auto& result = burned.result;
 
     ASSERT_EQ(result.status, 0) << result.out;
     std::vector<ProcessSample> samples;

@@ -17,6 +17,16 @@ struct CommandResult {
 
 std::filesystem::path orvantineProgram();
 
+// `orvantine <arguments>` run while a child named `burnerName` spins on one
+// core; the child is gone when this returns. `coresReceived` is the CPU the
+// kernel gave the child over the run, in cores: a busy machine gives less.
+struct BurnedRun {
+    CommandResult result;
+    pid_t burner = -1;
+    double coresReceived = 0;
+};
+BurnedRun runWhileBurningACore(const std::string& arguments, const char* burnerName);
+
 // Runs `orvantine <arguments>` through the shell and waits for it.
 CommandResult runOrvantine(const std::string& arguments);
 
