@@ -11,8 +11,10 @@ namespace {
 enum StatField : int {
     kState = 0,        // (3) state
     kParentPID = 1,    // (4) ppid
+    kFlags = 6,        // (9) flags
     kUserTime = 11,    // (14) utime
     kSystemTime = 12,  // (15) stime
+    kThreadCount = 17, // (20) num_threads
     kStartTime = 19,   // (22) starttime
 };
 
@@ -50,8 +52,9 @@ std::optional<ProcStat> parseProcStat(std::string_view text) {
     if (splitFields(text.substr(close + 1), fields) <= kStartTime) return std::nullopt;
     if (fields[kState].size() != 1) return std::nullopt;
     stat.state = fields[kState][0];
-    if (!number(fields[kParentPID], stat.parentPID) || !number(fields[kUserTime], stat.userTicks) ||
-        !number(fields[kSystemTime], stat.systemTicks) || !number(fields[kStartTime], stat.startTicks)) {
+    if (!number(fields[kParentPID], stat.parentPID) || !number(fields[kFlags], stat.flags) ||
+        !number(fields[kUserTime], stat.userTicks) || !number(fields[kSystemTime], stat.systemTicks) ||
+        !number(fields[kThreadCount], stat.threadCount) || !number(fields[kStartTime], stat.startTicks)) {
         return std::nullopt;
     }
     return stat;
@@ -84,11 +87,14 @@ std::optional<ProcIO> parseProcIO(std::string_view text) {
     return io;
 }
 
-std::optional<uint64_t> parseSchedstatRunCount(std::string_view text) {
+std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text) {
     std::string_view fields[3];
-    uint64_t runs = 0;
-    if (splitFields(text, fields) < 3 || !number(fields[2], runs)) return std::nullopt;
-    return runs;
+    ProcSchedstat sched;
+    if (splitFields(text, fields) < 3 || !number(fields[0], sched.runNanoseconds) ||
+        !number(fields[1], sched.waitNanoseconds) || !number(fields[2], sched.runCount)) {
+        return std::nullopt;
+    }
+    return sched;
 }
 
 }  // namespace orv

@@ -14,9 +14,17 @@ struct ProcStat {
     std::string_view command;  // between the first '(' and the last ')'
     char state = 0;
     int32_t parentPID = 0;
+    uint32_t flags = 0;        // the kernel's PF_* task flags
     uint64_t userTicks = 0;    // every thread's, exited ones included
     uint64_t systemTicks = 0;
+    uint64_t threadCount = 0;
     uint64_t startTicks = 0;   // clock ticks after boot
+
+    // A kernel thread has no memory of its own and never gains any.
+    bool isKernelThread() const { return (flags & 0x00200000u) != 0; }  // PF_KTHREAD
+    // A dead main thread shows 'Z' while the process's other threads run;
+    // only a process with no other thread left is a zombie.
+    bool isZombie() const { return (state == 'Z' || state == 'X') && threadCount <= 1; }
 };
 
 // proc/<pid>/stat. The command may hold spaces and parentheses, so the
@@ -35,8 +43,16 @@ struct ProcIO {
 };
 std::optional<ProcIO> parseProcIO(std::string_view text);
 
-// proc/<pid>/schedstat's third field: how many times the task was scheduled
-// onto a CPU, i.e. its context switches. The file describes the main thread.
-std::optional<uint64_t> parseSchedstatRunCount(std::string_view text);
+// proc/<pid>/schedstat, which describes the main thread only. A kernel
+// without scheduler statistics writes "0 0 0" for every task.
+struct ProcSchedstat {
+    uint64_t runNanoseconds = 0;   // time on a CPU
+    uint64_t waitNanoseconds = 0;  // time runnable but waiting for one
+    uint64_t runCount = 0;         // times scheduled onto a CPU: its context switches
+
+    bool isKnown() const { return runNanoseconds != 0 || runCount != 0; }
+    bool operator==(const ProcSchedstat&) const = default;
+};
+std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text);
 
 }  // namespace orv

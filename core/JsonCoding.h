@@ -125,7 +125,10 @@ void encodeInto(const T& value, boost::json::value& out);
 
 template <DescribedRecord T>
 void encodeFields(const T& value, boost::json::object& object) {
-    boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>([&](auto member) {
+    using Members = boost::describe::describe_members<T, boost::describe::mod_public>;
+    // Room for every field up front: growing an object rehashes its keys.
+    object.reserve(boost::mp11::mp_size<Members>::value);
+    boost::mp11::mp_for_each<Members>([&](auto member) {
         const auto& field = value.*member.pointer;
         using Field = std::remove_cvref_t<decltype(field)>;
         if constexpr (detail::IsOptional<Field>::value) {

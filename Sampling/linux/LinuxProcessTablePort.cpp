@@ -8,6 +8,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -105,14 +106,31 @@ LinuxProcessTablePort::ReadResult LinuxProcessTablePort::readFile(int32_t pid, T
     return {n, error};
 }
 
-bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, ProcessTableRow& row, Slot& slot) {
+bool LinuxProcessTablePort::readOwner(int32_t pid, Tracked& tracked) {
+    // The directory, not a file in it: the files of a process that is not
+    // dumpable (ssh-agent, anything that ran a setuid program) belong to
+    // root whatever its uid.
+    char name[16];
+    auto [end, error] = std::to_chars(name, name + sizeof name - 1, pid);
+    (void)error;
+    *end = '\0';
+    struct stat owner{};
+    ++counts_.owner;
+    if (::fstatat(procDirectory_.get(), name, &owner, 0) != 0) return false;
+    tracked.uid = owner.st_uid;
+    return true;
+}
+
+bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan) {
     char buffer[1024];
+    ++counts_.stat;
     ReadResult result = readFile(pid, tracked, kStat, buffer, sizeof buffer);
     if (result.length < 0 && !isNew) {
         // A kept descriptor of a reaped process answers ESRCH; the pid may
         // already belong to a new process, so start afresh once.
         closeAll(tracked);
         isNew = true;
+        ++counts_.stat;
         result = readFile(pid, tracked, kStat, buffer, sizeof buffer);
     }
     if (result.length <= 0) return false;
@@ -121,30 +139,137 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, P
     if (!isNew && stat->startTicks != tracked.startTicks) {
         // Same pid, another process: none of the old descriptors apply.
         closeAll(tracked);
+        isNew = true;
+        ++counts_.stat;
         result = readFile(pid, tracked, kStat, buffer, sizeof buffer);
         if (result.length <= 0) return false;
         stat = parseProcStat({buffer, size_t(result.length)});
         if (!stat) return false;
     }
+    if (isNew || tracked.instance == 0) {
+        tracked.instance = ++instances_;
+        tracked.io.reset();
+        tracked.noSchedstat = false;
+    }
+    if (isNew || stat->parentPID != tracked.parentPID) tracked.parentInstance = 0;
+    tracked.instancesAtRead = instances_;
     tracked.startTicks = stat->startTicks;
-
-    // The proc files of a process belong to its effective uid.
-    struct stat owner{};
-    bool haveOwner = tracked.files[kStat].valid() ? ::fstat(tracked.files[kStat].get(), &owner) == 0
-                                                   : ::fstatat(procDirectory_.get(), std::to_string(pid).c_str(),
-                                                               &owner, 0) == 0;
-    if (!haveOwner) return false;
-
-    row.pid = pid;
-    row.parentPID = stat->parentPID;
-    row.uid = owner.st_uid;
-    row.startStamp = stat->startTicks;
-    row.start = Date::fromUnixSeconds(double(bootTicks_ + int64_t(stat->startTicks)) /
-                                      double(options_.ticksPerSecond));
-    row.isZombie = stat->state == 'Z' || stat->state == 'X';
-    row.setCommandName(stat->command);
-    slot = {pid, &tracked, stat->userTicks + stat->systemTicks};
+    tracked.parentPID = stat->parentPID;
+    tracked.cpuTicks = stat->userTicks + stat->systemTicks;
+    tracked.threadCount = stat->threadCount;
+    tracked.isZombie = stat->isZombie();
+    tracked.isKernelThread = stat->isKernelThread();
+    tracked.commandLength = static_cast<uint8_t>(std::min(stat->command.size(), sizeof tracked.command));
+    std::memcpy(tracked.command, stat->command.data(), tracked.commandLength);
+    // Only the main thread changes the uid that the directory shows.
+    if (isNew || mainThreadRan) return readOwner(pid, tracked);
     return true;
+}
+
+bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot) {
+    char buffer[256];
+    std::optional<ProcSchedstat> sched;
+    bool kept = false, missing = false;
+    if (!tracked.noSchedstat) {
+        kept = tracked.files[kSchedstat].valid();
+        ++counts_.schedstat;
+        ReadResult result = readFile(pid, tracked, kSchedstat, buffer, sizeof buffer);
+        if (result.length < 0 && kept) {
+            // Reaped: whatever has this pid now is read as a new process.
+            closeAll(tracked);
+            isNew = true;
+            kept = false;
+            ++counts_.schedstat;
+            result = readFile(pid, tracked, kSchedstat, buffer, sizeof buffer);
+        }
+        if (result.length >= 0) sched = parseProcSchedstat({buffer, size_t(result.length)});
+        // A kernel built without scheduler statistics has no such file;
+        // that is no fault of the process, which then counts no switches.
+        missing = result.length < 0 && result.error == ENOENT;
+    }
+    // Only a descriptor kept from the last pass proves that this is the
+    // same process: a fresh open may have met a new one with the old pid.
+    bool mainThreadSlept = !isNew && kept && sched && sched->isKnown() && tracked.sched == sched;
+    bool asleep = mainThreadSlept && tracked.instance != 0 && tracked.threadCount == 1;
+    if (!asleep) {
+        if (!readStat(pid, tracked, isNew, !mainThreadSlept)) return false;
+        tracked.io.reset();  // read again below, or by an asleep pass later
+    }
+    if (missing) tracked.noSchedstat = true;
+    tracked.sched = sched;
+    slot = {pid, &tracked, !asleep, asleep};
+    return true;
+}
+
+void LinuxProcessTablePort::fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const {
+    row.pid = pid;
+    row.parentPID = tracked.parentPID;
+    row.uid = tracked.uid;
+    row.startStamp = tracked.startTicks;
+    row.start = Date::fromUnixSeconds(double(bootTicks_ + int64_t(tracked.startTicks)) /
+                                      double(options_.ticksPerSecond));
+    row.isZombie = tracked.isZombie;
+    row.setCommandName({tracked.command, tracked.commandLength});
+}
+
+void LinuxProcessTablePort::confirmParents() {
+    // A process that slept kept its parent from an earlier pass; that holds
+    // while the same parent is still alive (a zombie's children have been
+    // handed on already). Otherwise its stat is read now.
+    auto parentOf = [this](const Tracked& child) -> const Tracked* {
+        auto parent = tracked_.find(child.parentPID);
+        if (parent == tracked_.end() || parent->second.generation != generation_ || parent->second.isZombie) {
+            return nullptr;
+        }
+        return &parent->second;
+    };
+    bool dropped = false;
+    for (size_t i = 0; i < slots_.size(); ++i) {
+        Slot& slot = slots_[i];
+        Tracked& child = *slot.tracked;
+        if (!slot.statWasRead && child.parentPID > 0) {
+            const Tracked* parent = parentOf(child);
+            if (!parent || child.parentInstance == 0 || parent->instance != child.parentInstance) {
+                slot.statWasRead = true;
+                slot.asleep = false;
+                child.io.reset();
+                if (readStat(slot.pid, child, false, false)) {
+                    fillRow(child, slot.pid, rows_[i]);
+                } else {
+                    slot.tracked = nullptr;
+                    dropped = true;
+                    continue;
+                }
+            }
+        }
+        // Bind the parent for the next pass, but only one first seen before
+        // the child's stat was read: a parent that appeared later may have
+        // taken the pid of the one the child named, which has since died.
+        if (child.parentPID <= 0) {
+            child.parentInstance = 0;
+        } else if (child.parentInstance == 0) {
+            const Tracked* parent = parentOf(child);
+            if (parent && parent->instance <= child.instancesAtRead) child.parentInstance = parent->instance;
+        }
+    }
+    if (!dropped) return;
+    size_t kept = 0;
+    for (size_t i = 0; i < slots_.size(); ++i) {
+        if (!slots_[i].tracked) {
+            auto it = tracked_.find(slots_[i].pid);
+            if (it != tracked_.end()) {
+                closeAll(it->second);
+                tracked_.erase(it);
+            }
+            continue;
+        }
+        slots_[kept] = slots_[i];
+        rows_[kept] = rows_[i];
+        rows_[kept].slot = static_cast<uint32_t>(kept);
+        ++kept;
+    }
+    slots_.resize(kept);
+    rows_.resize(kept);
 }
 
 std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
@@ -153,6 +278,7 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     if (!procDirectory_.valid()) return rows_;
     ++generation_;
     ::lseek(procDirectory_.get(), 0, SEEK_SET);
+    pids_.clear();
     for (;;) {
         long n = ::syscall(SYS_getdents64, procDirectory_.get(), directoryBuffer_.data(), directoryBuffer_.size());
         if (n <= 0) break;
@@ -163,20 +289,25 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
             int32_t pid = 0;
             auto [end, error] = std::from_chars(name, name + std::strlen(name), pid);
             if (error != std::errc() || *end != '\0' || pid <= 0) continue;  // not a process
-
-            auto [it, isNew] = tracked_.try_emplace(pid);
-            ProcessTableRow row;
-            Slot slot{};
-            if (!readRow(pid, it->second, isNew, row, slot)) {
-                closeAll(it->second);
-                tracked_.erase(it);  // gone between listing and reading
-                continue;
-            }
-            it->second.generation = generation_;
-            row.slot = static_cast<uint32_t>(slots_.size());
-            slots_.push_back(slot);
-            rows_.push_back(row);
+            pids_.push_back(pid);
         }
+    }
+    // The kernel lists pids in order already; a fixture tree may not.
+    // Parents then come before most of their children.
+    if (!std::is_sorted(pids_.begin(), pids_.end())) std::sort(pids_.begin(), pids_.end());
+    for (int32_t pid : pids_) {
+        auto [it, isNew] = tracked_.try_emplace(pid);
+        Slot slot{};
+        if (!readRow(pid, it->second, isNew, slot)) {
+            closeAll(it->second);
+            tracked_.erase(it);  // gone between listing and reading
+            continue;
+        }
+        it->second.generation = generation_;
+        ProcessTableRow& row = rows_.emplace_back();
+        fillRow(it->second, pid, row);
+        row.slot = static_cast<uint32_t>(slots_.size());
+        slots_.push_back(slot);
     }
     // Processes that exited since the last pass give their descriptors back.
     for (auto it = tracked_.begin(); it != tracked_.end();) {
@@ -187,6 +318,7 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
             ++it;
         }
     }
+    confirmParents();
     return rows_;
 }
 
@@ -204,36 +336,35 @@ UsageRead LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refu
     const Slot& slot = slots_[row.slot];
     Tracked& tracked = *slot.tracked;
     const uint64_t hz = uint64_t(options_.ticksPerSecond);
-    usage.cpuTime = Duration::nanoseconds(int64_t(slot.cpuTicks / hz * 1'000'000'000 +
-                                                  slot.cpuTicks % hz * 1'000'000'000 / hz));
+    usage.cpuTime = Duration::nanoseconds(int64_t(tracked.cpuTicks / hz * 1'000'000'000 +
+                                                  tracked.cpuTicks % hz * 1'000'000'000 / hz));
+    if (tracked.sched) usage.wakeups = tracked.sched->runCount;
 
     char buffer[512];
-    ReadResult statm = readFile(row.pid, tracked, kStatm, buffer, sizeof buffer);
-    if (statm.length < 0) return isGone(statm.error) ? UsageRead::vanished : UsageRead::incomplete;
-    auto memory = parseProcStatm({buffer, size_t(statm.length)});
-    if (!memory) return UsageRead::incomplete;
-    uint64_t anonymous = memory->residentPages > memory->sharedPages ? memory->residentPages - memory->sharedPages : 0;
-    usage.footprintBytes = anonymous * uint64_t(options_.pageSize);
-
-    // A kernel built without scheduler statistics has no schedstat at all;
-    // that is no fault of the process, so it counts as no switches.
-    ReadResult sched = readFile(row.pid, tracked, kSchedstat, buffer, sizeof buffer);
-    if (sched.length >= 0) {
-        if (auto runs = parseSchedstatRunCount({buffer, size_t(sched.length)})) usage.wakeups = *runs;
-    } else if (sched.error == ESRCH) {
-        return UsageRead::vanished;
+    if (!tracked.isKernelThread) {
+        ++counts_.statm;
+        ReadResult statm = readFile(row.pid, tracked, kStatm, buffer, sizeof buffer);
+        if (statm.length < 0) return isGone(statm.error) ? UsageRead::vanished : UsageRead::incomplete;
+        auto memory = parseProcStatm({buffer, size_t(statm.length)});
+        if (!memory) return UsageRead::incomplete;
+        uint64_t anonymous =
+            memory->residentPages > memory->sharedPages ? memory->residentPages - memory->sharedPages : 0;
+        usage.footprintBytes = anonymous * uint64_t(options_.pageSize);
     }
 
     if (refusedBefore) return UsageRead::incomplete;
-    ReadResult io = readFile(row.pid, tracked, kIO, buffer, sizeof buffer);
-    if (io.length < 0) {
-        if (isRefusal(io.error)) return UsageRead::refused;
-        return isGone(io.error) ? UsageRead::vanished : UsageRead::incomplete;
+    if (!slot.asleep || !tracked.io) {
+        ++counts_.io;
+        ReadResult io = readFile(row.pid, tracked, kIO, buffer, sizeof buffer);
+        if (io.length < 0) {
+            if (isRefusal(io.error)) return UsageRead::refused;
+            return isGone(io.error) ? UsageRead::vanished : UsageRead::incomplete;
+        }
+        tracked.io = parseProcIO({buffer, size_t(io.length)});
+        if (!tracked.io) return UsageRead::incomplete;
     }
-    auto disk = parseProcIO({buffer, size_t(io.length)});
-    if (!disk) return UsageRead::incomplete;
-    usage.diskReadBytes = disk->readBytes;
-    usage.diskWriteBytes = disk->writeBytes;
+    usage.diskReadBytes = tracked.io->readBytes;
+    usage.diskWriteBytes = tracked.io->writeBytes;
     return UsageRead::complete;
 }
 

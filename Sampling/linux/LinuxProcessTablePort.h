@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Sampling/ProcFiles.h"
 #include "Sampling/ProcessTablePort.h"
 #include "core/FileDescriptor.h"
 
@@ -15,19 +16,33 @@ namespace orv {
 // The process table from proc/ below a root directory.
 //
 // Per process it reads `stat` (state, parent, CPU ticks of every thread,
-// start), `statm` (anonymous resident memory = resident − shared),
-// `schedstat` (context switches of the main thread) and `io` (bytes that
-// reached the block layer); the uid is the owner of the process's proc
-// files, which the kernel sets to its effective uid. Another user's `io`
-// and `exe` need CAP_SYS_PTRACE and CAP_DAC_READ_SEARCH: without them `io`
-// is refused (the reading keeps its CPU time and memory but is incomplete)
-// and the path is absent.
+// thread count, start), `statm` (anonymous resident memory = resident −
+// shared), `schedstat` (the main thread's time on a CPU and its context
+// switches) and `io` (bytes that reached the block layer). The uid is the
+// owner of the process's proc directory, which the kernel sets to its
+// effective uid (the files inside belong to root when the process is not
+// dumpable). Another user's `io` and `exe` need CAP_SYS_PTRACE and
+// CAP_DAC_READ_SEARCH: without them `io` is refused (the reading keeps its
+// CPU time and memory but is incomplete) and the path is absent.
 //
 // Each process's files stay open between passes and are re-read with pread
 // at offset 0, about twice as fast as open/read/close. Once the process is
 // reaped they fail with ESRCH, so a reused pid is never misread. When
 // descriptors run short (a budget below RLIMIT_NOFILE, which is raised to
 // its hard limit) new processes are read with open/read/close instead.
+//
+// Most processes on a quiet machine sleep through a pass, and the kernel's
+// formatting of `stat` and `io` is most of what a pass costs, so
+// `schedstat` is read first. A process whose only thread has not run since
+// the last pass (the same time on a CPU and the same switch count) cannot
+// have changed its CPU time, I/O, threads, name, uid or state: those are
+// kept, and only `statm` is read again, because the kernel can reclaim a
+// sleeping process's memory. Its parent can change without it running
+// (the parent exits and it is handed to a reaper), so the kept parent is
+// trusted only while that parent is still in the table as the same
+// instance. A process with more threads has its `stat` and `io` read every
+// pass; its uid still follows its main thread. A kernel thread's `statm` is
+// never read: it has no memory of its own.
 class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {
@@ -54,18 +69,45 @@ public:
 
     size_t keptDescriptors() const { return keptDescriptors_; }
 
+    // How many times each kind of read was made since construction.
+    struct ReadCounts {
+        uint64_t stat = 0, statm = 0, schedstat = 0, io = 0, owner = 0;
+        bool operator==(const ReadCounts&) const = default;
+    };
+    const ReadCounts& readCounts() const { return counts_; }
+
 private:
     enum File { kStat, kStatm, kSchedstat, kIO, kFileCount };
 
+    // What is known of one pid: the instance it names now, its kept
+    // descriptors and the figures that a sleeping process keeps.
     struct Tracked {
         uint64_t startTicks = 0;
         uint64_t generation = 0;
+        uint64_t instance = 0;  // 0 until the first read of its stat
         FileDescriptor files[kFileCount];
+
+        // From the last read of stat and of the owner.
+        int32_t parentPID = 0;
+        uint64_t parentInstance = 0;  // the parent as it was then; 0: unknown
+        uint64_t instancesAtRead = 0;  // how many instances had been seen then
+        uint32_t uid = 0;
+        uint64_t cpuTicks = 0;
+        uint64_t threadCount = 0;
+        bool isZombie = false;
+        bool isKernelThread = false;
+        char command[64] = {};
+        uint8_t commandLength = 0;
+
+        std::optional<ProcSchedstat> sched;
+        bool noSchedstat = false;  // the kernel has none to read
+        std::optional<ProcIO> io;  // from a pass since which it has slept
     };
     struct Slot {
         int32_t pid;
         Tracked* tracked;
-        uint64_t cpuTicks;
+        bool statWasRead;  // this pass; otherwise the kept figures stand
+        bool asleep;       // its only thread has not run since the last pass
     };
     // The outcome of reading one file: its length, or the errno of failure.
     struct ReadResult {
@@ -76,7 +118,11 @@ private:
     ReadResult readFile(int32_t pid, Tracked& tracked, File file, char* buffer, size_t size);
     int openFile(int32_t pid, File file);
     void closeAll(Tracked& tracked);
-    bool readRow(int32_t pid, Tracked& tracked, bool isNew, ProcessTableRow& row, Slot& slot);
+    bool readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot);
+    bool readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan);
+    bool readOwner(int32_t pid, Tracked& tracked);
+    void confirmParents();
+    void fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const;
 
     Options options_;
     FileDescriptor procDirectory_;
@@ -84,9 +130,12 @@ private:
     size_t budget_ = 0;
     size_t keptDescriptors_ = 0;
     uint64_t generation_ = 0;
+    uint64_t instances_ = 0;
+    ReadCounts counts_;
     std::unordered_map<int32_t, Tracked> tracked_;
     std::vector<ProcessTableRow> rows_;
     std::vector<Slot> slots_;
+    std::vector<int32_t> pids_;
     std::vector<char> directoryBuffer_;
 };
 
