@@ -97,4 +97,16 @@ std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text) {
     return sched;
 }
 
+std::optional<ProcLoadavg> parseProcLoadavg(std::string_view text) {
+    std::string_view fields[5];
+    if (splitFields(text, fields) < 5) return std::nullopt;
+    auto slash = fields[3].find('/');
+    if (slash == std::string_view::npos) return std::nullopt;
+    ProcLoadavg loadavg;
+    if (!number(fields[3].substr(slash + 1), loadavg.threads) || !number(fields[4], loadavg.lastPID)) {
+        return std::nullopt;
+    }
+    return loadavg;
+}
+
 }  // namespace orv

@@ -55,4 +55,14 @@ struct ProcSchedstat {
 };
 std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text);
 
+// proc/loadavg's task figures: "<load1> <load5> <load15> <running>/<threads>
+// <last pid>". The last pid is the one most recently handed out in the
+// reader's pid namespace.
+struct ProcLoadavg {
+    uint64_t threads = 0;
+    int64_t lastPID = 0;
+    bool operator==(const ProcLoadavg&) const = default;
+};
+std::optional<ProcLoadavg> parseProcLoadavg(std::string_view text);
+
 }  // namespace orv

@@ -69,6 +69,7 @@ LinuxProcessTablePort::LinuxProcessTablePort(Options options) : options_(std::mo
     double boot = options_.bootUnixSeconds.value_or(measuredBootUnixSeconds());
     bootTicks_ = std::llround(boot * double(options_.ticksPerSecond));
     procDirectory_.reset(::open((options_.root / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (procDirectory_.valid()) loadavg_.reset(::openat(procDirectory_.get(), "loadavg", O_RDONLY | O_CLOEXEC));
     directoryBuffer_.resize(64 * 1024);
 }
 
@@ -272,13 +273,25 @@ void LinuxProcessTablePort::confirmParents() {
     rows_.resize(kept);
 }
 
-std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
-    rows_.clear();
-    slots_.clear();
-    if (!procDirectory_.valid()) return rows_;
-    ++generation_;
-    ::lseek(procDirectory_.get(), 0, SEEK_SET);
+void LinuxProcessTablePort::listPIDs() {
+    // Read before listing, so that a pid handed out during the listing
+    // shows as a change next time.
+    std::optional<ProcLoadavg> now;
+    if (loadavg_.valid()) {
+        char buffer[128];
+        ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
+        if (n > 0) now = parseProcLoadavg({buffer, size_t(n)});
+    }
+    if (now && listedAt_ == now) {
+        // Nothing new: the pids read last pass, less those gone since.
+        pids_.clear();
+        for (const auto& row : rows_) pids_.push_back(row.pid);
+        return;
+    }
+    listedAt_ = now;
+    ++counts_.listings;
     pids_.clear();
+    ::lseek(procDirectory_.get(), 0, SEEK_SET);
     for (;;) {
         long n = ::syscall(SYS_getdents64, procDirectory_.get(), directoryBuffer_.data(), directoryBuffer_.size());
         if (n <= 0) break;
@@ -295,6 +308,14 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     // The kernel lists pids in order already; a fixture tree may not.
     // Parents then come before most of their children.
     if (!std::is_sorted(pids_.begin(), pids_.end())) std::sort(pids_.begin(), pids_.end());
+}
+
+std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
+    if (!procDirectory_.valid()) return rows_;
+    ++generation_;
+    listPIDs();
+    rows_.clear();
+    slots_.clear();
     for (int32_t pid : pids_) {
         auto [it, isNew] = tracked_.try_emplace(pid);
         Slot slot{};

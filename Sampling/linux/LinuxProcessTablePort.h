@@ -43,6 +43,14 @@ namespace orv {
 // instance. A process with more threads has its `stat` and `io` read every
 // pass; its uid still follows its main thread. A kernel thread's `statm` is
 // never read: it has no memory of its own.
+//
+// Listing proc costs about a microsecond per process. proc/loadavg names
+// the last pid handed out and counts the machine's threads; while neither
+// has moved since the last listing no process can have appeared, and the
+// last pass's pids are read again instead (one that exited answers ESRCH).
+// A process restored under a chosen pid (clone3 with set_tid) moves neither
+// the last pid nor, if another task exited meanwhile, the thread count; it
+// is listed at the next pid handed out anywhere.
 class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {
@@ -71,7 +79,7 @@ public:
 
     // How many times each kind of read was made since construction.
     struct ReadCounts {
-        uint64_t stat = 0, statm = 0, schedstat = 0, io = 0, owner = 0;
+        uint64_t stat = 0, statm = 0, schedstat = 0, io = 0, owner = 0, listings = 0;
         bool operator==(const ReadCounts&) const = default;
     };
     const ReadCounts& readCounts() const { return counts_; }
@@ -123,9 +131,12 @@ private:
     bool readOwner(int32_t pid, Tracked& tracked);
     void confirmParents();
     void fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const;
+    void listPIDs();
 
     Options options_;
     FileDescriptor procDirectory_;
+    FileDescriptor loadavg_;
+    std::optional<ProcLoadavg> listedAt_;  // loadavg just before the pids were last listed
     int64_t bootTicks_ = 0;
     size_t budget_ = 0;
     size_t keptDescriptors_ = 0;

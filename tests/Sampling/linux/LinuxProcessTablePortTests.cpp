@@ -233,7 +233,8 @@ TEST(LinuxProcessTablePort, MissingProcDirectoryIsAnEmptyTable) {
 
 LinuxProcessTablePort::ReadCounts operator-(const LinuxProcessTablePort::ReadCounts& a,
                                             const LinuxProcessTablePort::ReadCounts& b) {
-    return {a.stat - b.stat, a.statm - b.statm, a.schedstat - b.schedstat, a.io - b.io, a.owner - b.owner};
+    return {a.stat - b.stat,           a.statm - b.statm, a.schedstat - b.schedstat,
+            a.io - b.io,               a.owner - b.owner, a.listings - b.listings};
 }
 
 // A port over a fixture tree, with its sampler, that tells what each pass read.
@@ -263,9 +264,9 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatDidNotRunIsReadFromSchedstatAndStat
     writeProcess(root, 42, "sleeper", 'S', 1, 250, 50, 12345);
     CountingSampler counting(fixtureOptions(root));
     auto first = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 2, 2, 2}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 2, 2, 2, 1}));
     auto second = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1}));
     EXPECT_EQ(second, first);  // every figure kept, the readings complete
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -291,7 +292,7 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatRanIsReadWhole) {
     writeIO(root, 42, 8192, 16384);
     root.write("proc/42/schedstat", "923456 789 45\n");
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 1, 1}));
     const auto* r = find(readings, 42);
     EXPECT_EQ(r->cpuTime, Duration::seconds(5));
     EXPECT_EQ(r->diskReadBytes, 8192u);
@@ -310,7 +311,7 @@ TEST(LinuxProcessTablePortAsleep, ProcessWithMoreThreadsHasItsStatAndIoReadEvery
     writeStat(root, 42, "threads", 'S', 1, 350, 50, 12345, 3);
     writeIO(root, 42, 4096, 12288);
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 0, 1}));
     EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
     EXPECT_EQ(find(readings, 42)->diskWriteBytes, 12288u);
 }
@@ -391,7 +392,7 @@ TEST(LinuxProcessTablePortAsleep, KernelThreadsMemoryIsNeverRead) {
     EXPECT_EQ(readings[0].footprintBytes, 0u);  // no memory of its own, whatever statm says
     EXPECT_TRUE(readings[0].isComplete);
     counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 0, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 0, 1, 0, 0, 1}));
 }
 
 TEST(LinuxProcessTablePortAsleep, WithoutSchedulerStatisticsEveryPassReadsWhole) {
@@ -420,7 +421,7 @@ TEST(LinuxProcessTablePortAsleep, MissingSchedstatIsAskedForOnceAndCountsNoSwitc
     EXPECT_EQ(counting.last.schedstat, 2u);
     auto second = counting.pass();
     // Nothing shows whether the main thread ran, so the owner is read too.
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 0, 2, 2}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 0, 2, 2, 1}));
     EXPECT_EQ(find(second, 42)->wakeups, 0u);
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -473,6 +474,71 @@ TEST(LinuxProcessTablePortAsleep, UidIsTheOwnerOfTheDirectoryNotOfItsFiles) {
     ASSERT_EQ(::chown((root.path() / "proc/42").c_str(), 1234, 1234), 0);
     auto readings = CountingSampler(fixtureOptions(root)).pass();
     EXPECT_EQ(find(readings, 42)->uid, 1234u);
+}
+
+// ---------------------------------------------------------------- listing
+
+TEST(LinuxProcessTablePortListing, NoPidHandedOutMeansTheLastPassesPidsAreReadWithoutListing) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "p", 'S', 1, 0, 0, 1);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    CountingSampler counting(fixtureOptions(root));
+    auto first = counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);
+    auto second = counting.pass();
+    EXPECT_EQ(counting.last.listings, 0u);
+    EXPECT_EQ(second, first);
+    // A new process moves the last pid (and here the thread count).
+    writeProcess(root, 4243, "new", 'S', 1, 0, 0, 500);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/121 4243\n");
+    auto third = counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);
+    EXPECT_NE(find(third, 4243), nullptr);
+}
+
+TEST(LinuxProcessTablePortListing, ThreadCountAloneMovingListsAgain) {
+    // A pid chosen by its creator (a restored process) leaves the last pid.
+    TempDir root;
+    writeInit(root);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeProcess(root, 300, "restored", 'S', 1, 0, 0, 500);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/121 4242\n");
+    EXPECT_NE(find(counting.pass(), 300), nullptr);
+    EXPECT_EQ(counting.last.listings, 1u);
+}
+
+TEST(LinuxProcessTablePortListing, ProcessThatExitedIsDroppedWithoutListing) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "stays", 'S', 1, 0, 0, 1);
+    writeProcess(root, 43, "leaves", 'S', 1, 0, 0, 1);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    auto options = fixtureOptions(root);
+    options.descriptorBudget = 1;  // files opened afresh, so a removed one is gone
+    CountingSampler counting(options);
+    EXPECT_EQ(counting.pass().size(), 3u);
+    std::filesystem::remove_all(root.path() / "proc/43");
+    auto readings = counting.pass();
+    EXPECT_EQ(counting.last.listings, 0u);
+    EXPECT_EQ(readings.size(), 2u);
+    EXPECT_EQ(find(readings, 43), nullptr);
+}
+
+TEST(LinuxProcessTablePortListing, WithoutLoadavgEveryPassLists) {
+    TempDir root;
+    writeInit(root);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);
+    root.write("proc/loadavg", "garbage\n");
+    CountingSampler garbled(fixtureOptions(root));
+    garbled.pass();
+    garbled.pass();
+    EXPECT_EQ(garbled.last.listings, 1u);
 }
 
 // ---------------------------------------------------------------- live
