@@ -5,10 +5,11 @@
 // run for the same time in a detached tmux session at the same refresh, and
 // its CPU time read from its proc entry, for comparison.
 //
-//   SnapshotBench [--processes N]... [--passes N] [--seconds S] [--program PATH] [--btop]
+//   SnapshotBench [--processes N]... [--threads T] [--passes N] [--seconds S] [--program PATH] [--btop]
 //
 // --processes N starts sleeping children until about N processes exist, and
-// may be given more than once (default: 600 and 2000).
+// may be given more than once (default: 600 and 2000). --threads T gives
+// each child T sleeping threads (default 1), as most desktop programs have.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -170,18 +171,21 @@ double btopShare(int seconds) {
 
 int main(int argc, char** argv) {
     std::vector<size_t> sizes;
-    int passes = 15, seconds = 20;
+    int passes = 15, seconds = 20, threads = 1;
     bool btop = false;
     std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         if (arg == "--processes" && i + 1 < argc) sizes.push_back(size_t(std::atol(argv[++i])));
         else if (arg == "--passes" && i + 1 < argc) passes = std::atoi(argv[++i]);
+        else if (arg == "--threads" && i + 1 < argc) threads = std::max(1, std::atoi(argv[++i]));
         else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
         else if (arg == "--program" && i + 1 < argc) program = argv[++i];
         else if (arg == "--btop") btop = true;
         else {
-            std::fprintf(stderr, "usage: %s [--processes N]... [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+            std::fprintf(stderr,
+                         "usage: %s [--processes N]... [--threads T] [--passes N] [--seconds S] [--program PATH] "
+                         "[--btop]\n",
                          argv[0]);
             return 2;
         }
@@ -192,7 +196,7 @@ int main(int argc, char** argv) {
                 "user ms", "json ms", "apps", "command %", "btop %");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
-        auto children = startIdleChildren(size > live ? size - live : 0);
+        auto children = startIdleChildren(size > live ? size - live : 0, size_t(threads));
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         PassFigures figures = measurePasses(passes);
         auto [cpu, wall] = commandCPU(program, seconds);

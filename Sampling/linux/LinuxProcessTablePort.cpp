@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "Sampling/ProcFiles.h"
@@ -86,6 +87,93 @@ void LinuxProcessTablePort::closeAll(Tracked& tracked) {
         if (fd.valid()) --keptDescriptors_;
         fd.reset();
     }
+    forgetThreads(tracked);
+}
+
+void LinuxProcessTablePort::forgetThreads(Tracked& tracked) {
+    for (auto& thread : tracked.threads) {
+        if (thread.schedstat.valid()) --keptDescriptors_;
+    }
+    tracked.threads.clear();
+    tracked.threadsKnown = false;
+    tracked.threadsTrusted = false;
+}
+
+bool LinuxProcessTablePort::otherThreadsSlept(Tracked& tracked) {
+    if (!tracked.threadsKnown || tracked.threads.size() + 1 != tracked.threadCount) return false;
+    // Read in order and stop at the first that ran: the figures of those
+    // after it stay older than the stat read that follows, so they can only
+    // show a change that is not there, never hide one.
+    bool trusted = tracked.threadsTrusted;
+    for (auto& thread : tracked.threads) {
+        char buffer[128];
+        ++counts_.threadSchedstat;
+        ssize_t n = ::pread(thread.schedstat.get(), buffer, sizeof buffer, 0);
+        if (n < 0) {
+            // That thread exited: the set is no longer known.
+            forgetThreads(tracked);
+            return false;
+        }
+        auto sched = parseProcSchedstat({buffer, size_t(n)});
+        bool slept = sched && sched->isKnown() && thread.sched == sched;
+        thread.sched = sched;
+        if (!slept) return false;
+    }
+    return trusted;
+}
+
+void LinuxProcessTablePort::watchThreads(int32_t pid, Tracked& tracked) {
+    // Called after a read of stat. What was read before it now proves sleep.
+    tracked.threadsTrusted = true;
+    if (tracked.threadCount < 2 || tracked.threadCount > watchedThreadLimit) {
+        if (!tracked.threads.empty() || tracked.threadsKnown) forgetThreads(tracked);
+        return;
+    }
+    if (tracked.threadsKnown && tracked.threads.size() + 1 == tracked.threadCount) return;
+
+    forgetThreads(tracked);
+    char path[64];
+    std::snprintf(path, sizeof path, "%d/task", int(pid));
+    ++counts_.threadListings;
+    FileDescriptor directory(::openat(procDirectory_.get(), path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid()) return;
+    std::vector<int32_t> tids;
+    for (;;) {
+        long n = ::syscall(SYS_getdents64, directory.get(), directoryBuffer_.data(), directoryBuffer_.size());
+        if (n <= 0) break;
+        for (long offset = 0; offset < n;) {
+            auto* entry = reinterpret_cast<const dirent64*>(directoryBuffer_.data() + offset);
+            offset += entry->d_reclen;
+            int32_t tid = 0;
+            auto [last, bad] = std::from_chars(entry->d_name, entry->d_name + std::strlen(entry->d_name), tid);
+            if (bad == std::errc() && *last == '\0' && tid > 0 && tid != pid) tids.push_back(tid);
+        }
+    }
+    // Threads came or went since stat was read: the next full read tries again.
+    if (tids.size() + 1 != tracked.threadCount) return;
+    for (int32_t tid : tids) {
+        if (keptDescriptors_ >= budget_) {
+            forgetThreads(tracked);
+            return;
+        }
+        std::snprintf(path, sizeof path, "%d/task/%d/schedstat", int(pid), int(tid));
+        WatchedThread& thread = tracked.threads.emplace_back();
+        thread.tid = tid;
+        thread.schedstat.reset(::openat(procDirectory_.get(), path, O_RDONLY | O_CLOEXEC));
+        if (!thread.schedstat.valid()) {
+            tracked.threads.pop_back();
+            forgetThreads(tracked);
+            return;
+        }
+        ++keptDescriptors_;
+        char buffer[128];
+        ++counts_.threadSchedstat;
+        ssize_t n = ::pread(thread.schedstat.get(), buffer, sizeof buffer, 0);
+        if (n > 0) thread.sched = parseProcSchedstat({buffer, size_t(n)});
+    }
+    tracked.threadsKnown = true;
+    // Read after stat: these figures prove nothing until the next stat read.
+    tracked.threadsTrusted = false;
 }
 
 LinuxProcessTablePort::ReadResult LinuxProcessTablePort::readFile(int32_t pid, Tracked& tracked, File file,
@@ -191,10 +279,12 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     // Only a descriptor kept from the last pass proves that this is the
     // same process: a fresh open may have met a new one with the old pid.
     bool mainThreadSlept = !isNew && kept && sched && sched->isKnown() && tracked.sched == sched;
-    bool asleep = mainThreadSlept && tracked.instance != 0 && tracked.threadCount == 1;
+    bool asleep = mainThreadSlept && tracked.instance != 0 &&
+                  (tracked.threadCount == 1 || otherThreadsSlept(tracked));
     if (!asleep) {
         if (!readStat(pid, tracked, isNew, !mainThreadSlept)) return false;
         tracked.io.reset();  // read again below, or by an asleep pass later
+        watchThreads(pid, tracked);
     }
     if (missing) tracked.noSchedstat = true;
     tracked.sched = sched;
@@ -235,6 +325,7 @@ void LinuxProcessTablePort::confirmParents() {
                 slot.asleep = false;
                 child.io.reset();
                 if (readStat(slot.pid, child, false, false)) {
+                    watchThreads(slot.pid, child);
                     fillRow(child, slot.pid, rows_[i]);
                 } else {
                     slot.tracked = nullptr;

@@ -33,16 +33,20 @@ namespace orv {
 //
 // Most processes on a quiet machine sleep through a pass, and the kernel's
 // formatting of `stat` and `io` is most of what a pass costs, so
-// `schedstat` is read first. A process whose only thread has not run since
+// `schedstat` is read first. A process none of whose threads has run since
 // the last pass (the same time on a CPU and the same switch count) cannot
 // have changed its CPU time, I/O, threads, name, uid or state: those are
 // kept, and only `statm` is read again, because the kernel can reclaim a
 // sleeping process's memory. Its parent can change without it running
 // (the parent exits and it is handed to a reaper), so the kept parent is
 // trusted only while that parent is still in the table as the same
-// instance. A process with more threads has its `stat` and `io` read every
-// pass; its uid still follows its main thread. A kernel thread's `statm` is
-// never read: it has no memory of its own.
+// instance. Besides the main thread, the threads of a process with up to
+// `watchedThreadLimit` of them are watched through their own
+// task/<tid>/schedstat (a thread can only appear or exit by some known
+// thread running, so the known set stays complete while all sleep); a
+// process with more has its `stat` and `io` read every pass. The uid
+// follows the main thread alone. A kernel thread's `statm` is never read:
+// it has no memory of its own.
 //
 // Listing proc costs about a microsecond per process. proc/loadavg names
 // the last pid handed out and counts the machine's threads; while neither
@@ -80,12 +84,23 @@ public:
     // How many times each kind of read was made since construction.
     struct ReadCounts {
         uint64_t stat = 0, statm = 0, schedstat = 0, io = 0, owner = 0, listings = 0;
+        uint64_t threadSchedstat = 0, threadListings = 0;
         bool operator==(const ReadCounts&) const = default;
     };
     const ReadCounts& readCounts() const { return counts_; }
 
+    // Watching a thread costs a schedstat read a pass; past this many
+    // threads that is dearer than reading stat and io.
+    static constexpr uint64_t watchedThreadLimit = 5;
+
 private:
     enum File { kStat, kStatm, kSchedstat, kIO, kFileCount };
+
+    struct WatchedThread {
+        int32_t tid = 0;
+        FileDescriptor schedstat;
+        std::optional<ProcSchedstat> sched;
+    };
 
     // What is known of one pid: the instance it names now, its kept
     // descriptors and the figures that a sleeping process keeps.
@@ -110,12 +125,18 @@ private:
         std::optional<ProcSchedstat> sched;
         bool noSchedstat = false;  // the kernel has none to read
         std::optional<ProcIO> io;  // from a pass since which it has slept
+
+        // Every thread but the main one, when there are few enough. Their
+        // figures prove sleep only once read before the last stat read.
+        std::vector<WatchedThread> threads;
+        bool threadsKnown = false;
+        bool threadsTrusted = false;
     };
     struct Slot {
         int32_t pid;
         Tracked* tracked;
         bool statWasRead;  // this pass; otherwise the kept figures stand
-        bool asleep;       // its only thread has not run since the last pass
+        bool asleep;       // none of its threads has run since the last pass
     };
     // The outcome of reading one file: its length, or the errno of failure.
     struct ReadResult {
@@ -126,6 +147,9 @@ private:
     ReadResult readFile(int32_t pid, Tracked& tracked, File file, char* buffer, size_t size);
     int openFile(int32_t pid, File file);
     void closeAll(Tracked& tracked);
+    void forgetThreads(Tracked& tracked);
+    bool otherThreadsSlept(Tracked& tracked);
+    void watchThreads(int32_t pid, Tracked& tracked);
     bool readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot);
     bool readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan);
     bool readOwner(int32_t pid, Tracked& tracked);

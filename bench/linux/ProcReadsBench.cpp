@@ -49,9 +49,12 @@ int main(int argc, char** argv) {
     std::printf("steady pass at %zu processes (%d idle children, %d thread%s each), %d passes\n", processes, idle,
                 threads, threads == 1 ? "" : "s", passes);
     std::printf("  time             %8.2f us/process\n", orv::bench::median(micros) / double(processes));
-    std::printf("  reads/process    schedstat %.2f  stat %.2f  statm %.2f  io %.2f  owner %.2f\n",
-                double(after.schedstat - before.schedstat) / perPass, double(after.stat - before.stat) / perPass,
-                double(after.statm - before.statm) / perPass, double(after.io - before.io) / perPass,
-                double(after.owner - before.owner) / perPass);
+    std::printf("  reads/process    schedstat %.2f  thread schedstat %.2f  stat %.2f  statm %.2f  io %.2f  owner %.2f\n",
+                double(after.schedstat - before.schedstat) / perPass,
+                double(after.threadSchedstat - before.threadSchedstat) / perPass,
+                double(after.stat - before.stat) / perPass, double(after.statm - before.statm) / perPass,
+                double(after.io - before.io) / perPass, double(after.owner - before.owner) / perPass);
+    std::printf("  listings/pass    proc %.2f  task %.2f\n", double(after.listings - before.listings) / passes,
+                double(after.threadListings - before.threadListings) / passes);
     return 0;
 }

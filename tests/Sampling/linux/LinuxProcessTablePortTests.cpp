@@ -231,10 +231,26 @@ TEST(LinuxProcessTablePort, MissingProcDirectoryIsAnEmptyTable) {
 
 // ---------------------------------------------------------------- sleeping processes
 
+}  // namespace
+
+void PrintTo(const LinuxProcessTablePort::ReadCounts& c, std::ostream* out) {
+    *out << "{stat " << c.stat << ", statm " << c.statm << ", schedstat " << c.schedstat << ", io " << c.io
+         << ", owner " << c.owner << ", listings " << c.listings << ", thread schedstat " << c.threadSchedstat
+         << ", thread listings " << c.threadListings << "}";
+}
+
+namespace {
+
 LinuxProcessTablePort::ReadCounts operator-(const LinuxProcessTablePort::ReadCounts& a,
                                             const LinuxProcessTablePort::ReadCounts& b) {
-    return {a.stat - b.stat,           a.statm - b.statm, a.schedstat - b.schedstat,
-            a.io - b.io,               a.owner - b.owner, a.listings - b.listings};
+    return {a.stat - b.stat,
+            a.statm - b.statm,
+            a.schedstat - b.schedstat,
+            a.io - b.io,
+            a.owner - b.owner,
+            a.listings - b.listings,
+            a.threadSchedstat - b.threadSchedstat,
+            a.threadListings - b.threadListings};
 }
 
 // A port over a fixture tree, with its sampler, that tells what each pass read.
@@ -264,9 +280,9 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatDidNotRunIsReadFromSchedstatAndStat
     writeProcess(root, 42, "sleeper", 'S', 1, 250, 50, 12345);
     CountingSampler counting(fixtureOptions(root));
     auto first = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 2, 2, 2, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 2, 2, 2, 1, 0, 0}));
     auto second = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1, 0, 0}));
     EXPECT_EQ(second, first);  // every figure kept, the readings complete
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -292,7 +308,7 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatRanIsReadWhole) {
     writeIO(root, 42, 8192, 16384);
     root.write("proc/42/schedstat", "923456 789 45\n");
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 1, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 1, 1, 0, 0}));
     const auto* r = find(readings, 42);
     EXPECT_EQ(r->cpuTime, Duration::seconds(5));
     EXPECT_EQ(r->diskReadBytes, 8192u);
@@ -300,9 +316,9 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatRanIsReadWhole) {
     EXPECT_EQ(r->wakeups, 45u);
 }
 
-TEST(LinuxProcessTablePortAsleep, ProcessWithMoreThreadsHasItsStatAndIoReadEveryPass) {
+TEST(LinuxProcessTablePortAsleep, ProcessWithThreadsThatCannotBeListedHasItsStatAndIoReadEveryPass) {
     // Its other threads may run while the main thread sleeps; its uid
-    // follows the main thread only.
+    // follows the main thread only. (This fixture has no task/ to list.)
     TempDir root;
     writeInit(root);
     writeProcess(root, 42, "threads", 'S', 1, 250, 50, 12345, 3);
@@ -311,7 +327,7 @@ TEST(LinuxProcessTablePortAsleep, ProcessWithMoreThreadsHasItsStatAndIoReadEvery
     writeStat(root, 42, "threads", 'S', 1, 350, 50, 12345, 3);
     writeIO(root, 42, 4096, 12288);
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 0, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 0, 1, 0, 1}));
     EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
     EXPECT_EQ(find(readings, 42)->diskWriteBytes, 12288u);
 }
@@ -392,7 +408,7 @@ TEST(LinuxProcessTablePortAsleep, KernelThreadsMemoryIsNeverRead) {
     EXPECT_EQ(readings[0].footprintBytes, 0u);  // no memory of its own, whatever statm says
     EXPECT_TRUE(readings[0].isComplete);
     counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 0, 1, 0, 0, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 0, 1, 0, 0, 1, 0, 0}));
 }
 
 TEST(LinuxProcessTablePortAsleep, WithoutSchedulerStatisticsEveryPassReadsWhole) {
@@ -421,7 +437,7 @@ TEST(LinuxProcessTablePortAsleep, MissingSchedstatIsAskedForOnceAndCountsNoSwitc
     EXPECT_EQ(counting.last.schedstat, 2u);
     auto second = counting.pass();
     // Nothing shows whether the main thread ran, so the owner is read too.
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 0, 2, 2, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 0, 2, 2, 1, 0, 0}));
     EXPECT_EQ(find(second, 42)->wakeups, 0u);
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -541,6 +557,103 @@ TEST(LinuxProcessTablePortListing, WithoutLoadavgEveryPassLists) {
     EXPECT_EQ(garbled.last.listings, 1u);
 }
 
+// ---------------------------------------------------------------- threads
+
+// A process of `threads` threads, tids pid, pid+1, …, each in task/.
+void writeThreadedProcess(const TempDir& root, int pid, int threads) {
+    writeProcess(root, pid, "threads", 'S', 1, 250, 50, 12345, threads);
+    for (int tid = pid; tid < pid + threads; ++tid) {
+        root.write("proc/" + std::to_string(pid) + "/task/" + std::to_string(tid) + "/schedstat",
+                   std::to_string(1000 + tid) + " 5 7\n");
+    }
+}
+
+TEST(LinuxProcessTablePortThreads, ProcessWhoseThreadsAllSleptIsReadFromSchedstatsAndStatmOnly) {
+    TempDir root;
+    writeInit(root);
+    writeThreadedProcess(root, 42, 3);
+    CountingSampler counting(fixtureOptions(root));
+    auto first = counting.pass();
+    EXPECT_EQ(counting.last.threadListings, 1u);
+    EXPECT_EQ(counting.last.threadSchedstat, 2u);
+    // Threads first read after stat prove nothing until stat is read again.
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+    auto third = counting.pass();
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1, 2, 0}));
+    EXPECT_EQ(third, first);
+}
+
+TEST(LinuxProcessTablePortThreads, AnyThreadThatRanMakesTheProcessReadWhole) {
+    TempDir root;
+    writeInit(root);
+    writeThreadedProcess(root, 42, 3);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    root.write("proc/42/task/44/schedstat", "9044 5 8\n");
+    writeStat(root, 42, "threads", 'S', 1, 350, 50, 12345, 3);
+    writeIO(root, 42, 4096, 16384);
+    auto readings = counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+    EXPECT_EQ(counting.last.owner, 0u);  // the main thread slept
+    EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
+    EXPECT_EQ(find(readings, 42)->diskWriteBytes, 16384u);
+    // The next pass trusts the figure read before that stat.
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);
+}
+
+TEST(LinuxProcessTablePortThreads, NewThreadIsWatchedToo) {
+    TempDir root;
+    writeInit(root);
+    writeThreadedProcess(root, 42, 2);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    // Thread 43 runs and starts thread 44.
+    root.write("proc/42/task/43/schedstat", "9043 5 9\n");
+    root.write("proc/42/task/44/schedstat", "1044 5 7\n");
+    writeStat(root, 42, "threads", 'S', 1, 250, 50, 12345, 3);
+    counting.pass();
+    EXPECT_EQ(counting.last.threadListings, 1u);
+    counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);
+    EXPECT_EQ(counting.last.threadSchedstat, 2u);
+    // Now a change in the new thread alone is seen.
+    root.write("proc/42/task/44/schedstat", "9044 5 8\n");
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+}
+
+TEST(LinuxProcessTablePortThreads, ProcessWithManyThreadsHasItsStatReadEveryPassAndNoThreadWatched) {
+    TempDir root;
+    writeInit(root);
+    writeThreadedProcess(root, 42, int(LinuxProcessTablePort::watchedThreadLimit) + 1);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+    EXPECT_EQ(counting.last.threadSchedstat, 0u);
+    EXPECT_EQ(counting.last.threadListings, 0u);
+}
+
+TEST(LinuxProcessTablePortThreads, TaskListThatDisagreesWithTheThreadCountWatchesNothing) {
+    // Threads came or went between the two reads.
+    TempDir root;
+    writeInit(root);
+    writeThreadedProcess(root, 42, 3);
+    std::filesystem::remove_all(root.path() / "proc/42/task/44");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+    EXPECT_EQ(counting.last.threadListings, 1u);  // asked again after each stat read
+}
+
 // ---------------------------------------------------------------- live
 
 TEST(LinuxProcessTablePortLive, SeesOurOwnPidParentAndUid) {
@@ -590,6 +703,49 @@ TEST(LinuxProcessTablePortLive, ChildStartTimeIsWithinFiftyMillisecondsOfItsSpaw
     ASSERT_NE(r, nullptr);
     EXPECT_NEAR(r->startTime.secondsSinceReferenceDate, spawned.secondsSinceReferenceDate, 0.05);
     EXPECT_EQ(r->parentPID, getpid());
+}
+
+TEST(LinuxProcessTablePortLive, CpuOfAThreadThatRunsWhileTheMainThreadSleepsIsCounted) {
+    int ready[2], burnt[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(burnt), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        // A second thread waits for the word, burns 200 ms of its own CPU,
+        // says so and sleeps; the main thread never wakes.
+        std::thread([&] {
+            char go = 0;
+            if (read(ready[0], &go, 1) != 1) _exit(1);
+            auto threadCPU = [] {
+                timespec ts{};
+                clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+                return double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
+            };
+            double until = threadCPU() + 0.2;
+            volatile uint64_t spin = 0;
+            while (threadCPU() < until) spin = spin + 1;
+            if (write(burnt[1], "x", 1) != 1) _exit(1);
+            for (;;) pause();
+        }).detach();
+        for (;;) pause();
+    }
+    ASSERT_GT(child, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // both threads asleep
+    ProcessSampler sampler;
+    sampler.sampleNow();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    auto before = find(sampler.sampleNow(), child);  // the watched thread is now trusted
+    ASSERT_NE(before, nullptr);
+    Duration cpuBefore = before->cpuTime;
+    ASSERT_EQ(write(ready[1], "x", 1), 1);
+    char done = 0;
+    ASSERT_EQ(read(burnt[0], &done, 1), 1);
+    auto after = find(sampler.sampleNow(), child);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    for (int fd : {ready[0], ready[1], burnt[0], burnt[1]}) close(fd);
+    ASSERT_NE(after, nullptr);
+    EXPECT_GE((after->cpuTime - cpuBefore).toSeconds(), 0.18);  // stat counts in 10 ms ticks
 }
 
 TEST(LinuxProcessTablePortLive, ReapedChildDisappearsAndItsPidIsNotMisread) {
