@@ -90,6 +90,21 @@ void LinuxProcessTablePort::closeAll(Tracked& tracked) {
     forgetThreads(tracked);
 }
 
+void LinuxProcessTablePort::listNumbers(int directory, std::vector<int32_t>& out) {
+    for (;;) {
+        long n = ::syscall(SYS_getdents64, directory, directoryBuffer_.data(), directoryBuffer_.size());
+        if (n <= 0) break;
+        for (long offset = 0; offset < n;) {
+            auto* entry = reinterpret_cast<const dirent64*>(directoryBuffer_.data() + offset);
+            offset += entry->d_reclen;
+            const char* name = entry->d_name;
+            int32_t number = 0;
+            auto [end, error] = std::from_chars(name, name + std::strlen(name), number);
+            if (error == std::errc() && *end == '\0' && number > 0) out.push_back(number);  // others are not tasks
+        }
+    }
+}
+
 void LinuxProcessTablePort::forgetThreads(Tracked& tracked) {
     for (auto& thread : tracked.threads) {
         if (thread.schedstat.valid()) --keptDescriptors_;
@@ -138,17 +153,8 @@ void LinuxProcessTablePort::watchThreads(int32_t pid, Tracked& tracked) {
     FileDescriptor directory(::openat(procDirectory_.get(), path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory.valid()) return;
     std::vector<int32_t> tids;
-    for (;;) {
-        long n = ::syscall(SYS_getdents64, directory.get(), directoryBuffer_.data(), directoryBuffer_.size());
-        if (n <= 0) break;
-        for (long offset = 0; offset < n;) {
-            auto* entry = reinterpret_cast<const dirent64*>(directoryBuffer_.data() + offset);
-            offset += entry->d_reclen;
-            int32_t tid = 0;
-            auto [last, bad] = std::from_chars(entry->d_name, entry->d_name + std::strlen(entry->d_name), tid);
-            if (bad == std::errc() && *last == '\0' && tid > 0 && tid != pid) tids.push_back(tid);
-        }
-    }
+    listNumbers(directory.get(), tids);
+    std::erase(tids, pid);
     // Threads came or went since stat was read: the next full read tries again.
     if (tids.size() + 1 != tracked.threadCount) return;
     for (int32_t tid : tids) {
@@ -383,19 +389,7 @@ void LinuxProcessTablePort::listPIDs() {
     ++counts_.listings;
     pids_.clear();
     ::lseek(procDirectory_.get(), 0, SEEK_SET);
-    for (;;) {
-        long n = ::syscall(SYS_getdents64, procDirectory_.get(), directoryBuffer_.data(), directoryBuffer_.size());
-        if (n <= 0) break;
-        for (long offset = 0; offset < n;) {
-            auto* entry = reinterpret_cast<const dirent64*>(directoryBuffer_.data() + offset);
-            offset += entry->d_reclen;
-            const char* name = entry->d_name;
-            int32_t pid = 0;
-            auto [end, error] = std::from_chars(name, name + std::strlen(name), pid);
-            if (error != std::errc() || *end != '\0' || pid <= 0) continue;  // not a process
-            pids_.push_back(pid);
-        }
-    }
+    listNumbers(procDirectory_.get(), pids_);
     // The kernel lists pids in order already; a fixture tree may not.
     // Parents then come before most of their children.
     if (!std::is_sorted(pids_.begin(), pids_.end())) std::sort(pids_.begin(), pids_.end());

@@ -156,6 +156,8 @@ private:
     void confirmParents();
     void fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const;
     void listPIDs();
+    // Appends the positive numbers among the names in `directory`.
+    void listNumbers(int directory, std::vector<int32_t>& out);
 
     Options options_;
     FileDescriptor procDirectory_;

@@ -332,14 +332,20 @@ TEST(LinuxProcessTablePortAsleep, ProcessWithThreadsThatCannotBeListedHasItsStat
     EXPECT_EQ(find(readings, 42)->diskWriteBytes, 12288u);
 }
 
-TEST(LinuxProcessTablePortAsleep, SleepingChildOfAnExitedParentShowsItsNewParent) {
-    TempDir root;
+// init, parent 50 and its child 51, read until both are known asleep.
+CountingSampler settledParentAndChild(const TempDir& root) {
     writeInit(root);
     writeProcess(root, 50, "parent", 'S', 1, 0, 0, 100);
     writeProcess(root, 51, "child", 'S', 50, 0, 0, 200);
     CountingSampler counting(fixtureOptions(root));
     counting.pass();
     counting.pass();
+    return counting;
+}
+
+TEST(LinuxProcessTablePortAsleep, SleepingChildOfAnExitedParentShowsItsNewParent) {
+    TempDir root;
+    auto counting = settledParentAndChild(root);
     EXPECT_EQ(counting.last.stat, 0u);  // parent and child asleep
     // The parent exits; the kernel hands the child to init without waking it.
     std::filesystem::remove_all(root.path() / "proc/50");
@@ -352,12 +358,7 @@ TEST(LinuxProcessTablePortAsleep, SleepingChildOfAnExitedParentShowsItsNewParent
 
 TEST(LinuxProcessTablePortAsleep, SleepingChildOfAParentWhosePidWasReusedShowsItsNewParent) {
     TempDir root;
-    writeInit(root);
-    writeProcess(root, 50, "parent", 'S', 1, 0, 0, 100);
-    writeProcess(root, 51, "child", 'S', 50, 0, 0, 200);
-    CountingSampler counting(fixtureOptions(root));
-    counting.pass();
-    counting.pass();
+    auto counting = settledParentAndChild(root);
     // Budget-less reads would see the new process at once; here the kept
     // descriptors see the new text, as after a reap and a reuse.
     writeProcess(root, 50, "stranger", 'S', 1, 0, 0, 900);
@@ -385,12 +386,7 @@ TEST(LinuxProcessTablePortAsleep, ParentFirstSeenAfterItsChildIsTrustedOnlyFromT
 
 TEST(LinuxProcessTablePortAsleep, SleepingChildOfAZombieShowsItsNewParent) {
     TempDir root;
-    writeInit(root);
-    writeProcess(root, 50, "parent", 'S', 1, 0, 0, 100);
-    writeProcess(root, 51, "child", 'S', 50, 0, 0, 200);
-    CountingSampler counting(fixtureOptions(root));
-    counting.pass();
-    counting.pass();
+    auto counting = settledParentAndChild(root);
     writeStat(root, 50, "parent", 'Z', 1, 0, 0, 100);
     root.write("proc/50/schedstat", "223456 789 43\n");
     writeStat(root, 51, "child", 'S', 1, 0, 0, 200);
