@@ -46,8 +46,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
     auto rows = port_->readTable();
     std::vector<ProcessReading> readings;
     readings.reserve(rows.size());
-    seen_.clear();
-    seen_.reserve(rows.size());
+    seenKeys_.clear();
 
     for (const auto& row : rows) {
         if (row.isZombie || row.pid < 0) continue;
@@ -65,7 +64,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
                 outcome = UsageRead::incomplete;  // a refused instance is never complete
             }
         }
-        seen_.insert(key);
+        seenKeys_.push_back(key);
 
         const Identity& id = identity(row, key);
         ProcessReading& r = readings.emplace_back();
@@ -86,11 +85,12 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
 
     // Trim the caches in bulk, only once they are well past the live
     // population, so that steady state does no pruning work at all.
-    if (identities_.size() > 2 * seen_.size()) {
-        std::erase_if(identities_, [this](const auto& entry) { return !seen_.contains(entry.first); });
-    }
-    if (refused_.size() > seen_.size()) {
-        std::erase_if(refused_, [this](const Key& key) { return !seen_.contains(key); });
+    bool trimIdentities = identities_.size() > 2 * seenKeys_.size();
+    bool trimRefused = refused_.size() > seenKeys_.size();
+    if (trimIdentities || trimRefused) {
+        std::unordered_set<Key, KeyHash> seen(seenKeys_.begin(), seenKeys_.end());
+        if (trimIdentities) std::erase_if(identities_, [&](const auto& entry) { return !seen.contains(entry.first); });
+        if (trimRefused) std::erase_if(refused_, [&](const Key& key) { return !seen.contains(key); });
     }
     return readings;
 }

@@ -55,7 +55,7 @@ private:
     SamplingExecutor& executor_;
     std::unordered_map<Key, Identity, KeyHash> identities_;
     std::unordered_set<Key, KeyHash> refused_;
-    std::unordered_set<Key, KeyHash> seen_;
+    std::vector<Key> seenKeys_;  // this pass's instances; a set only when trimming
 };
 
 }  // namespace orv
