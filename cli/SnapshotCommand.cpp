@@ -36,7 +36,9 @@ void run(const SnapshotOptions& options) {
         std::this_thread::sleep_until(next);
         Snapshot snapshot = builder->build();
         if (options.json) {
-            emit(snapshotJSONLine(snapshot, options.top) + "\n");
+            std::string line = snapshotJSONLine(snapshot, options.top);
+            line.push_back('\n');  // in place: the line is large at thousands of processes
+            emit(line);
         } else {
             std::ostringstream text;
             if (printed > 0) text << "\n";

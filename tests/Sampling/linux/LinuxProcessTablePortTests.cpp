@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -742,6 +744,33 @@ TEST(LinuxProcessTablePortLive, CpuOfAThreadThatRunsWhileTheMainThreadSleepsIsCo
     for (int fd : {ready[0], ready[1], burnt[0], burnt[1]}) close(fd);
     ASSERT_NE(after, nullptr);
     EXPECT_GE((after->cpuTime - cpuBefore).toSeconds(), 0.18);  // stat counts in 10 ms ticks
+}
+
+TEST(LinuxProcessTablePortLive, ProcessThatIsNotDumpableKeepsItsOwnUid) {
+    // Its proc files then belong to root; its directory still shows its uid.
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to start a process of another user";
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0 || prctl(PR_SET_DUMPABLE, 0) != 0) _exit(1);
+        if (write(ready[1], "x", 1) != 1) _exit(1);
+        for (;;) pause();
+    }
+    ASSERT_GT(child, 0);
+    char done = 0;
+    ASSERT_EQ(read(ready[0], &done, 1), 1);
+    struct stat file{};
+    ASSERT_EQ(::stat(("/proc/" + std::to_string(child) + "/stat").c_str(), &file), 0);
+    auto readings = ProcessSampler().sampleNow();
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
+    EXPECT_EQ(file.st_uid, 0u);  // what the files say
+    const auto* r = find(readings, child);
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(r->uid, 65534u);
 }
 
 TEST(LinuxProcessTablePortLive, ReapedChildDisappearsAndItsPidIsNotMisread) {
