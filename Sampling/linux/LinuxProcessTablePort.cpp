@@ -71,6 +71,13 @@ LinuxProcessTablePort::LinuxProcessTablePort(Options options) : options_(std::mo
     bootTicks_ = std::llround(boot * double(options_.ticksPerSecond));
     procDirectory_.reset(::open((options_.root / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (procDirectory_.valid()) loadavg_.reset(::openat(procDirectory_.get(), "loadavg", O_RDONLY | O_CLOEXEC));
+    // A container's loadavg may be served by another file system (lxcfs),
+    // which refreshes it on its own schedule: only proc's own is trusted.
+    struct stat procStat{}, loadavgStat{};
+    if (loadavg_.valid() && (::fstat(procDirectory_.get(), &procStat) != 0 ||
+                             ::fstat(loadavg_.get(), &loadavgStat) != 0 || procStat.st_dev != loadavgStat.st_dev)) {
+        loadavg_.reset();
+    }
     directoryBuffer_.resize(64 * 1024);
 }
 

@@ -54,7 +54,8 @@ namespace orv {
 // last pass's pids are read again instead (one that exited answers ESRCH).
 // A process restored under a chosen pid (clone3 with set_tid) moves neither
 // the last pid nor, if another task exited meanwhile, the thread count; it
-// is listed at the next pid handed out anywhere.
+// is listed at the next pid handed out anywhere. A loadavg that is not
+// proc's own (lxcfs serves one to containers) is not trusted.
 class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fstream>
 #include <thread>
 
 #include "Sampling/ProcessSampler.h"
@@ -539,6 +540,28 @@ TEST(LinuxProcessTablePortListing, ProcessThatExitedIsDroppedWithoutListing) {
     EXPECT_EQ(counting.last.listings, 0u);
     EXPECT_EQ(readings.size(), 2u);
     EXPECT_EQ(find(readings, 43), nullptr);
+}
+
+TEST(LinuxProcessTablePortListing, LoadavgFromAnotherFileSystemIsNotTrusted) {
+    // As lxcfs mounts its own over a container's proc.
+    TempDir root;
+    writeInit(root);
+    if (::access("/dev/shm", W_OK) != 0) GTEST_SKIP() << "no second file system to mount from";
+    struct stat here{}, there{};
+    ASSERT_EQ(::stat(root.path().c_str(), &here), 0);
+    auto shm = std::filesystem::path("/dev/shm") / ("orvantine-loadavg-" + std::to_string(getpid()));
+    { std::ofstream(shm) << "0.10 0.20 0.30 1/120 4242\n"; }
+    ASSERT_EQ(::stat(shm.c_str(), &there), 0);
+    if (here.st_dev == there.st_dev) {
+        std::filesystem::remove(shm);
+        GTEST_SKIP() << "the temporary directory is on /dev/shm's file system";
+    }
+    std::filesystem::create_symlink(shm, root.path() / "proc/loadavg");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    std::filesystem::remove(shm);
+    EXPECT_EQ(counting.last.listings, 1u);
 }
 
 TEST(LinuxProcessTablePortListing, WithoutLoadavgEveryPassLists) {
