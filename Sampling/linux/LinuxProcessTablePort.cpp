@@ -385,13 +385,20 @@ void LinuxProcessTablePort::listPIDs() {
         char buffer[128];
         ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
         if (n > 0) now = parseProcLoadavg({buffer, size_t(n)});
+        // A real kernel has handed out pids and runs at least this thread.
+        if (now && (now->lastPID <= 0 || now->threads == 0)) now.reset();
     }
-    if (now && listedAt_ == now) {
-        // Nothing new: the pids read last pass, less those gone since.
-        pids_.clear();
-        for (const auto& row : rows_) pids_.push_back(row.pid);
-        return;
-    }
+    bool unchanged = now && listedAt_ == now;
+    // The last pass's pids, less those gone since: rows_ still holds them.
+    pids_.clear();
+    for (const auto& row : rows_) pids_.push_back(row.pid);
+    if (unchanged && ++passesSinceListing_ < loadavgCheckEvery) return;
+
+    // Now and then list anyway: a loadavg that stood still while a process
+    // appeared (an emulated proc) is not asked again.
+    std::vector<int32_t> previous;
+    if (unchanged) previous.swap(pids_);
+    passesSinceListing_ = 0;
     listedAt_ = now;
     ++counts_.listings;
     pids_.clear();
@@ -400,6 +407,9 @@ void LinuxProcessTablePort::listPIDs() {
     // The kernel lists pids in order already; a fixture tree may not.
     // Parents then come before most of their children.
     if (!std::is_sorted(pids_.begin(), pids_.end())) std::sort(pids_.begin(), pids_.end());
+    if (unchanged && !std::includes(previous.begin(), previous.end(), pids_.begin(), pids_.end())) {
+        loadavg_.reset();
+    }
 }
 
 std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {

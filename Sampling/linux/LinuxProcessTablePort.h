@@ -55,7 +55,10 @@ namespace orv {
 // A process restored under a chosen pid (clone3 with set_tid) moves neither
 // the last pid nor, if another task exited meanwhile, the thread count; it
 // is listed at the next pid handed out anywhere. A loadavg that is not
-// proc's own (lxcfs serves one to containers) is not trusted.
+// proc's own (lxcfs serves one to containers) is not trusted, and every
+// `loadavgCheckEvery` passes proc is listed anyway: should a process have
+// appeared while loadavg stood still (an emulated proc), it is not trusted
+// again.
 class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {
@@ -93,6 +96,7 @@ public:
     // Watching a thread costs a schedstat read a pass; past this many
     // threads that is dearer than reading stat and io.
     static constexpr uint64_t watchedThreadLimit = 5;
+    static constexpr int loadavgCheckEvery = 30;
 
 private:
     enum File { kStat, kStatm, kSchedstat, kIO, kFileCount };
@@ -164,6 +168,7 @@ private:
     FileDescriptor procDirectory_;
     FileDescriptor loadavg_;
     std::optional<ProcLoadavg> listedAt_;  // loadavg just before the pids were last listed
+    int passesSinceListing_ = 0;
     int64_t bootTicks_ = 0;
     size_t budget_ = 0;
     size_t keptDescriptors_ = 0;

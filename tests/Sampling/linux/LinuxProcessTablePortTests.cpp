@@ -564,6 +564,42 @@ TEST(LinuxProcessTablePortListing, LoadavgFromAnotherFileSystemIsNotTrusted) {
     EXPECT_EQ(counting.last.listings, 1u);
 }
 
+TEST(LinuxProcessTablePortListing, LoadavgThatStoodStillWhileAProcessAppearedIsNotAskedAgain) {
+    TempDir root;
+    writeInit(root);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeProcess(root, 50, "unannounced", 'S', 1, 0, 0, 100);
+    for (int pass = 1; pass < LinuxProcessTablePort::loadavgCheckEvery; ++pass) counting.pass();
+    EXPECT_EQ(counting.last.listings, 0u);
+    EXPECT_NE(find(counting.pass(), 50), nullptr);  // the check lists proc
+    counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);  // and every pass from now on
+}
+
+TEST(LinuxProcessTablePortListing, LoadavgThatStoodStillAndWasRightIsKept) {
+    TempDir root;
+    writeInit(root);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    CountingSampler counting(fixtureOptions(root));
+    for (int pass = 0; pass <= LinuxProcessTablePort::loadavgCheckEvery; ++pass) counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);  // the check
+    counting.pass();
+    EXPECT_EQ(counting.last.listings, 0u);
+}
+
+TEST(LinuxProcessTablePortListing, LoadavgWithNoPidHandedOutIsNotTrusted) {
+    // What an emulated proc may write.
+    TempDir root;
+    writeInit(root);
+    root.write("proc/loadavg", "0.00 0.00 0.00 0/0 0\n");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.listings, 1u);
+}
+
 TEST(LinuxProcessTablePortListing, WithoutLoadavgEveryPassLists) {
     TempDir root;
     writeInit(root);
