@@ -259,6 +259,7 @@ bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, 
     tracked.parentPID = stat->parentPID;
     tracked.cpuTicks = stat->userTicks + stat->systemTicks;
     tracked.threadCount = stat->threadCount;
+    tracked.state = stat->state;
     tracked.isZombie = stat->isZombie();
     tracked.isKernelThread = stat->isKernelThread();
     tracked.commandLength = static_cast<uint8_t>(std::min(stat->command.size(), sizeof tracked.command));
@@ -292,7 +293,9 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     // Only a descriptor kept from the last pass proves that this is the
     // same process: a fresh open may have met a new one with the old pid.
     bool mainThreadSlept = !isNew && kept && sched && sched->isKnown() && tracked.sched == sched;
-    bool asleep = mainThreadSlept && tracked.instance != 0 &&
+    // A task that was on a CPU may still be there: on a CPU without a
+    // periodic tick (nohz_full) its figures move only about once a second.
+    bool asleep = mainThreadSlept && tracked.instance != 0 && tracked.state != 'R' &&
                   (tracked.threadCount == 1 || otherThreadsSlept(tracked));
     if (!asleep) {
         if (!readStat(pid, tracked, isNew, !mainThreadSlept)) return false;

@@ -40,7 +40,8 @@ namespace orv {
 // sleeping process's memory. Its parent can change without it running
 // (the parent exits and it is handed to a reaper), so the kept parent is
 // trusted only while that parent is still in the table as the same
-// instance. Besides the main thread, the threads of a process with up to
+// instance. A process whose main thread was running at the last read is
+// read whole. Besides the main thread, the threads of a process with up to
 // `watchedThreadLimit` of them are watched through their own
 // task/<tid>/schedstat (a thread can only appear or exit by some known
 // thread running, so the known set stays complete while all sleep); a
@@ -122,6 +123,7 @@ private:
         uint32_t uid = 0;
         uint64_t cpuTicks = 0;
         uint64_t threadCount = 0;
+        char state = 0;  // the main thread's
         bool isZombie = false;
         bool isKernelThread = false;
         char command[64] = {};

@@ -290,6 +290,20 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatDidNotRunIsReadFromSchedstatAndStat
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
 
+TEST(LinuxProcessTablePortAsleep, ProcessThatWasRunningIsReadWholeThoughItsSchedstatStoodStill) {
+    // Alone on a CPU without a periodic tick, a task's figures move only
+    // about once a second.
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "spinner", 'R', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeStat(root, 42, "spinner", 'R', 1, 350, 50, 12345);
+    auto readings = counting.pass();
+    EXPECT_EQ(counting.last.stat, 1u);
+    EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
+}
+
 TEST(LinuxProcessTablePortAsleep, MemoryOfASleepingProcessIsReadEveryPass) {
     // The kernel reclaims memory of processes that do not run.
     TempDir root;
