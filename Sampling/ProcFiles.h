@@ -40,6 +40,7 @@ std::optional<ProcStatm> parseProcStatm(std::string_view text);
 struct ProcIO {
     uint64_t readBytes = 0;   // read_bytes: what reached the block layer
     uint64_t writeBytes = 0;  // write_bytes
+    bool operator==(const ProcIO&) const = default;
 };
 std::optional<ProcIO> parseProcIO(std::string_view text);
 

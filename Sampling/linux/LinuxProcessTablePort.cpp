@@ -297,14 +297,24 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     // periodic tick (nohz_full) its figures move only about once a second.
     bool asleep = mainThreadSlept && tracked.instance != 0 && tracked.state != 'R' &&
                   (tracked.threadCount == 1 || otherThreadsSlept(tracked));
-    if (!asleep) {
+    std::optional<ProcIO> sleepingIO;
+    if (asleep && (checking_ || !schedstatTrusted_)) {
+        // Read whole; a sleeper whose figures moved disproves schedstat.
+        uint64_t cpuTicks = tracked.cpuTicks, threadCount = tracked.threadCount;
+        sleepingIO = tracked.io;
+        if (!readStat(pid, tracked, false, false)) return false;
+        if (tracked.cpuTicks != cpuTicks || tracked.threadCount != threadCount) schedstatTrusted_ = false;
+        asleep = false;
+        tracked.io.reset();
+        watchThreads(pid, tracked);
+    } else if (!asleep) {
         if (!readStat(pid, tracked, isNew, !mainThreadSlept)) return false;
         tracked.io.reset();  // read again below, or by an asleep pass later
         watchThreads(pid, tracked);
     }
     if (missing) tracked.noSchedstat = true;
     tracked.sched = sched;
-    slot = {pid, &tracked, !asleep, asleep};
+    slot = {pid, &tracked, !asleep, asleep, sleepingIO};
     return true;
 }
 
@@ -395,13 +405,11 @@ void LinuxProcessTablePort::listPIDs() {
     // The last pass's pids, less those gone since: rows_ still holds them.
     pids_.clear();
     for (const auto& row : rows_) pids_.push_back(row.pid);
-    if (unchanged && ++passesSinceListing_ < loadavgCheckEvery) return;
+    if (unchanged && !checking_) return;
 
-    // Now and then list anyway: a loadavg that stood still while a process
-    // appeared (an emulated proc) is not asked again.
+    // A loadavg that stood still while a process appeared is not asked again.
     std::vector<int32_t> previous;
     if (unchanged) previous.swap(pids_);
-    passesSinceListing_ = 0;
     listedAt_ = now;
     ++counts_.listings;
     pids_.clear();
@@ -418,6 +426,8 @@ void LinuxProcessTablePort::listPIDs() {
 std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     if (!procDirectory_.valid()) return rows_;
     ++generation_;
+    checking_ = ++passesSinceCheck_ >= checkEvery;
+    if (checking_) passesSinceCheck_ = 0;
     listPIDs();
     rows_.clear();
     slots_.clear();
@@ -488,6 +498,7 @@ UsageRead LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refu
         }
         tracked.io = parseProcIO({buffer, size_t(io.length)});
         if (!tracked.io) return UsageRead::incomplete;
+        if (slot.sleepingIO && *slot.sleepingIO != *tracked.io) schedstatTrusted_ = false;
     }
     usage.diskReadBytes = tracked.io->readBytes;
     usage.diskWriteBytes = tracked.io->writeBytes;

@@ -45,7 +45,10 @@ namespace orv {
 // `watchedThreadLimit` of them are watched through their own
 // task/<tid>/schedstat (a thread can only appear or exit by some known
 // thread running, so the known set stays complete while all sleep); a
-// process with more has its `stat` and `io` read every pass. The uid
+// process with more has its `stat` and `io` read every pass. (A watched
+// thread that runs alone on a CPU without a periodic tick moves its figures
+// about once a second, so with passes closer than that its CPU time can
+// arrive a pass late; the main thread's state guards the main thread.) The uid
 // follows the main thread alone. A kernel thread's `statm` is never read:
 // it has no memory of its own.
 //
@@ -56,10 +59,12 @@ namespace orv {
 // A process restored under a chosen pid (clone3 with set_tid) moves neither
 // the last pid nor, if another task exited meanwhile, the thread count; it
 // is listed at the next pid handed out anywhere. A loadavg that is not
-// proc's own (lxcfs serves one to containers) is not trusted, and every
-// `loadavgCheckEvery` passes proc is listed anyway: should a process have
-// appeared while loadavg stood still (an emulated proc), it is not trusted
-// again.
+// proc's own (lxcfs serves one to containers) is not trusted.
+//
+// Every `checkEvery` passes proc is listed and every process read whole
+// anyway. Should a process have appeared while loadavg stood still, or one
+// whose schedstat stood still have changed (an emulated proc may do either),
+// that file is not trusted again.
 class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {
@@ -97,7 +102,9 @@ public:
     // Watching a thread costs a schedstat read a pass; past this many
     // threads that is dearer than reading stat and io.
     static constexpr uint64_t watchedThreadLimit = 5;
-    static constexpr int loadavgCheckEvery = 30;
+    // Every this many passes proc is listed and every process read whole,
+    // to check that loadavg and schedstat tell the truth here.
+    static constexpr int checkEvery = 30;
 
 private:
     enum File { kStat, kStatm, kSchedstat, kIO, kFileCount };
@@ -144,6 +151,7 @@ private:
         Tracked* tracked;
         bool statWasRead;  // this pass; otherwise the kept figures stand
         bool asleep;       // none of its threads has run since the last pass
+        std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
     };
     // The outcome of reading one file: its length, or the errno of failure.
     struct ReadResult {
@@ -170,7 +178,9 @@ private:
     FileDescriptor procDirectory_;
     FileDescriptor loadavg_;
     std::optional<ProcLoadavg> listedAt_;  // loadavg just before the pids were last listed
-    int passesSinceListing_ = 0;
+    int passesSinceCheck_ = 0;
+    bool checking_ = false;  // this pass lists and reads whole
+    bool schedstatTrusted_ = true;
     int64_t bootTicks_ = 0;
     size_t budget_ = 0;
     size_t keptDescriptors_ = 0;

@@ -304,6 +304,45 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatWasRunningIsReadWholeThoughItsSched
     EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
 }
 
+TEST(LinuxProcessTablePortAsleep, EveryProcessIsReadWholeNowAndThen) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "sleeper", 'S', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    for (int pass = 1; pass < LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 2u);
+    EXPECT_EQ(counting.last.io, 2u);
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);  // its figures agreed: schedstat stays trusted
+}
+
+TEST(LinuxProcessTablePortAsleep, SchedstatThatStoodStillWhileTheCpuTimeMovedIsNotTrustedAgain) {
+    // What an emulated proc may do.
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "busy", 'S', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeStat(root, 42, "busy", 'S', 1, 900, 50, 12345);
+    for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
+    EXPECT_EQ(find(counting.pass(), 42)->cpuTime, Duration::milliseconds(9500));
+    EXPECT_EQ(counting.last.stat, 2u);  // and from now on every pass reads whole
+}
+
+TEST(LinuxProcessTablePortAsleep, SchedstatThatStoodStillWhileTheDiskFiguresMovedIsNotTrustedAgain) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "writer", 'S', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeIO(root, 42, 4096, 1 << 20);
+    for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 2u);
+}
+
 TEST(LinuxProcessTablePortAsleep, MemoryOfASleepingProcessIsReadEveryPass) {
     // The kernel reclaims memory of processes that do not run.
     TempDir root;
@@ -585,7 +624,7 @@ TEST(LinuxProcessTablePortListing, LoadavgThatStoodStillWhileAProcessAppearedIsN
     CountingSampler counting(fixtureOptions(root));
     counting.pass();
     writeProcess(root, 50, "unannounced", 'S', 1, 0, 0, 100);
-    for (int pass = 1; pass < LinuxProcessTablePort::loadavgCheckEvery; ++pass) counting.pass();
+    for (int pass = 2; pass < LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
     EXPECT_EQ(counting.last.listings, 0u);
     EXPECT_NE(find(counting.pass(), 50), nullptr);  // the check lists proc
     counting.pass();
@@ -597,7 +636,7 @@ TEST(LinuxProcessTablePortListing, LoadavgThatStoodStillAndWasRightIsKept) {
     writeInit(root);
     root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
     CountingSampler counting(fixtureOptions(root));
-    for (int pass = 0; pass <= LinuxProcessTablePort::loadavgCheckEvery; ++pass) counting.pass();
+    for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
     EXPECT_EQ(counting.last.listings, 1u);  // the check
     counting.pass();
     EXPECT_EQ(counting.last.listings, 0u);
