@@ -297,18 +297,17 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     // periodic tick (nohz_full) its figures move only about once a second.
     bool asleep = mainThreadSlept && tracked.instance != 0 && tracked.state != 'R' &&
                   (tracked.threadCount == 1 || otherThreadsSlept(tracked));
-    std::optional<ProcIO> sleepingIO;
-    if (asleep && (checking_ || !schedstatTrusted_)) {
-        // Read whole; a sleeper whose figures moved disproves schedstat.
-        uint64_t cpuTicks = tracked.cpuTicks, threadCount = tracked.threadCount;
-        sleepingIO = tracked.io;
-        if (!readStat(pid, tracked, false, false)) return false;
-        if (tracked.cpuTicks != cpuTicks || tracked.threadCount != threadCount) schedstatTrusted_ = false;
-        asleep = false;
-        tracked.io.reset();
-        watchThreads(pid, tracked);
-    } else if (!asleep) {
+    // A sleeper read whole anyway must show the figures it kept, or
+    // schedstat is disproved.
+    bool checkingSleeper = asleep && (checking_ || !schedstatTrusted_);
+    uint64_t keptCPUTicks = tracked.cpuTicks, keptThreadCount = tracked.threadCount;
+    std::optional<ProcIO> sleepingIO = checkingSleeper ? tracked.io : std::nullopt;
+    if (checkingSleeper) asleep = false;
+    if (!asleep) {
         if (!readStat(pid, tracked, isNew, !mainThreadSlept)) return false;
+        if (checkingSleeper && (tracked.cpuTicks != keptCPUTicks || tracked.threadCount != keptThreadCount)) {
+            schedstatTrusted_ = false;
+        }
         tracked.io.reset();  // read again below, or by an asleep pass later
         watchThreads(pid, tracked);
     }
