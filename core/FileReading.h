@@ -1,0 +1,27 @@
+#pragma once
+
+#include "core/Result.h"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+// The one way this code reads a whole file: small kernel and sysfs files,
+// configuration files and property lists. Descriptors are owned by
+// FileDescriptor, so nothing here closes by hand.
+namespace orv::FileReading {
+
+// The whole file at `path`, opened and closed here.
+Result<std::string> readSmallFile(const std::filesystem::path& path);
+
+// The whole file at `relative` below the open directory `directory`
+// (openat), so a reader confined to a root never builds absolute paths.
+Result<std::string> readSmallFileAt(int directory, const char* relative);
+
+// Reads an open file from offset 0 into `buffer` (grown as needed, never
+// shrunk, so steady reads do not allocate) and returns the bytes read. This
+// is how descriptors kept open between samples are re-read: a kernel text
+// file regenerates its contents on every read from offset 0.
+Result<std::string_view> preadWhole(int fd, std::string& buffer);
+
+}  // namespace orv::FileReading
