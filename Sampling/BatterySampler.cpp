@@ -50,7 +50,7 @@ std::optional<PropertyValue> BatterySampler::smartBatteryProperties() {
         health_.reset();
         return std::nullopt;
     }
-    return PropertyValue(std::move(properties));
+    return std::optional<PropertyValue>(std::in_place, std::move(properties));
 }
 
 }  // namespace orv
