@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "helper/HelperBuildConfig.h"
+#include "HelperProtocol/HelperBuildConfig.h"
 #include "helper/HelperOptions.h"
 
 namespace orv {
