@@ -126,7 +126,7 @@ void HelperProcessSource::helperReadings(Completion completion) {
     timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
     auto log = log_;
     connection->send(
-        OrvantineHelperXPC::Method::sample, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
+        HelperProtocol::Method::sample, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
         [once, log](const std::string& description) {
             log.notice("Helper unreachable: " + description);
             once->resume(std::nullopt);

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "Sampling/OrvantineHelperXPC.h"
+#include "HelperProtocol/Methods.h"
 
 namespace orv {
 
@@ -25,7 +25,7 @@ public:
     virtual void setInvalidationHandler(std::function<void()> handler) = 0;
     virtual void resume() = 0;
     // Sends one request. Later, exactly one of `reply` and `onError` runs.
-    virtual void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) = 0;
+    virtual void send(HelperProtocol::Method method, Reply reply, ErrorHandler onError) = 0;
     virtual void invalidate() = 0;
 };
 

@@ -15,8 +15,30 @@ function(orvantine_sources out dir)
   set(${out} ${found} PARENT_SCOPE)
 endfunction()
 
+# An include root that holds one folder of the tree and nothing else: a
+# directory of the build tree with a link named `dir` to the source folder.
+# Headers keep their spelling ("core/Date.h", "Sampling/CPUSampler.h"), but a
+# target sees only the folders of the modules it links, so an include of a
+# module above it does not compile. `dir` may be nested ("tests/programs").
+function(orvantine_include_root out name dir)
+  set(root ${PROJECT_BINARY_DIR}/include/${name})
+  get_filename_component(parent ${root}/${dir} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${dir} ${root}/${dir} SYMBOLIC)
+  set(${out} ${root} PARENT_SCOPE)
+endfunction()
+
+# Gives `target` the include root of its own folder, exported to whoever
+# links it, and records it as ORVANTINE_INCLUDE_ROOT for targets that need a
+# module's headers without linking it.
+function(orvantine_module_includes target dir)
+  orvantine_include_root(root ${target} ${dir})
+  target_include_directories(${target} PUBLIC ${root})
+  set_target_properties(${target} PROPERTIES ORVANTINE_INCLUDE_ROOT ${root})
+endfunction()
+
 function(orvantine_module name dir)
   orvantine_sources(sources ${dir})
   add_library(${name} STATIC ${sources})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
+  orvantine_module_includes(${name} ${dir})
 endfunction()

@@ -3,8 +3,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <string>
-
+#include <utility>
 
 namespace orv {
 
@@ -28,15 +29,18 @@ std::optional<unsigned> octalMode(std::string_view text) {
     return value;
 }
 
+Result<HelperOptions, std::string> refused(std::string description) {
+    return Result<HelperOptions, std::string>(boost::system::in_place_error, std::move(description));
+}
+
 }  // namespace
 
-std::optional<HelperOptions> HelperOptions::parse(const std::vector<std::string_view>& arguments, std::string& error) {
+Result<HelperOptions, std::string> HelperOptions::parse(const std::vector<std::string_view>& arguments) {
     HelperOptions options = defaults();
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view name = arguments[i];
         if (i + 1 >= arguments.size()) {
-            error = "missing value after " + std::string(name);
-            return std::nullopt;
+            return refused("missing value after " + std::string(name));
         }
         const std::string_view value = arguments[++i];
         bool ok = true;
@@ -59,12 +63,10 @@ std::optional<HelperOptions> HelperOptions::parse(const std::vector<std::string_
             ok = d.has_value();
             if (d) options.idleLimit = *d;
         } else {
-            error = "unknown option " + std::string(name);
-            return std::nullopt;
+            return refused("unknown option " + std::string(name));
         }
         if (!ok) {
-            error = "bad value for " + std::string(name) + ": " + std::string(value);
-            return std::nullopt;
+            return refused("bad value for " + std::string(name) + ": " + std::string(value));
         }
     }
     return options;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/Duration.h"
+#include "core/Result.h"
 
 namespace orv {
 
@@ -24,9 +24,9 @@ struct HelperOptions {
     static HelperOptions defaults();
 
     // --socket PATH, --group NAME, --socket-mode OCTAL, --startup-seconds S,
-    // --idle-seconds S (S may have a fraction). Nothing, with `error` said,
-    // for anything else.
-    static std::optional<HelperOptions> parse(const std::vector<std::string_view>& arguments, std::string& error);
+    // --idle-seconds S (S may have a fraction). Anything else is refused
+    // with a description of what was wrong, for the helper to print.
+    static Result<HelperOptions, std::string> parse(const std::vector<std::string_view>& arguments);
 };
 
 }  // namespace orv

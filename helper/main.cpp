@@ -32,10 +32,9 @@ int main(int argc, char** argv) {
     orv::Logger log("app.orvantine.helper", "helper");
 
     std::vector<std::string_view> arguments(argv + 1, argv + argc);
-    std::string problem;
-    auto options = orv::HelperOptions::parse(arguments, problem);
+    auto options = orv::HelperOptions::parse(arguments);
     if (!options) {
-        std::fprintf(stderr, "OrvantineHelper: %s\n", problem.c_str());
+        std::fprintf(stderr, "OrvantineHelper: %s\n", options.error().c_str());
         return 2;
     }
 

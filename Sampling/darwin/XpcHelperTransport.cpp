@@ -73,13 +73,13 @@ public:
         if (restricted_) xpc_connection_resume(connection_);
     }
 
-    void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) override {
+    void send(HelperProtocol::Method method, Reply reply, ErrorHandler onError) override {
         if (!restricted_) {
             onError("Cannot require the helper's code signature");
             return;
         }
         xpc_object_t message = xpc_dictionary_create(nullptr, nullptr, 0);
-        xpc_dictionary_set_string(message, "method", std::string(OrvantineHelperXPC::selector(method)).c_str());
+        xpc_dictionary_set_string(message, "method", std::string(HelperProtocol::selector(method)).c_str());
         xpc_connection_send_message_with_reply(connection_, message, queue_, ^(xpc_object_t answer) {
           if (xpc_get_type(answer) == XPC_TYPE_ERROR) {
               onError(errorDescription(answer));
@@ -89,7 +89,7 @@ public:
               onError("The helper sent a malformed reply");
               return;
           }
-          if (method == OrvantineHelperXPC::Method::version) {
+          if (method == HelperProtocol::Method::version) {
               const char* version = xpc_dictionary_get_string(answer, "version");
               reply(version ? std::optional<std::string>(version) : std::nullopt);
               return;

@@ -12,9 +12,9 @@
 #include <mutex>
 #include <thread>
 
-#include "Sampling/HelperFrame.h"
+#include "HelperProtocol/HelperBuildConfig.h"
+#include "HelperProtocol/HelperFrame.h"
 #include "Sampling/HelperTransport.h"
-#include "helper/HelperBuildConfig.h"
 
 namespace orv {
 
@@ -45,7 +45,7 @@ public:
         std::thread([state = state_] { state->run(); }).detach();
     }
 
-    void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) override {
+    void send(HelperProtocol::Method method, Reply reply, ErrorHandler onError) override {
         {
             std::lock_guard lock(state_->mutex);
             if (!state_->invalidated) {
@@ -74,7 +74,7 @@ public:
 
 private:
     struct Request {
-        OrvantineHelperXPC::Method method;
+        HelperProtocol::Method method;
         Reply reply;
         ErrorHandler onError;
     };
@@ -197,9 +197,9 @@ private:
 
         // One request and its reply; nothing, with `failure` said, when the
         // connection is no longer usable.
-        std::optional<std::optional<std::string>> exchange(OrvantineHelperXPC::Method method, std::string& failure) {
+        std::optional<std::optional<std::string>> exchange(HelperProtocol::Method method, std::string& failure) {
             if (fd < 0 && !connectSocket(failure)) return std::nullopt;
-            if (!writeAll(HelperFrame::frame(OrvantineHelperXPC::selector(method)), failure)) return std::nullopt;
+            if (!writeAll(HelperFrame::frame(HelperProtocol::selector(method)), failure)) return std::nullopt;
             char header[HelperFrame::headerSize];
             if (!readExactly(header, sizeof header, failure)) return std::nullopt;
             const uint32_t length = HelperFrame::announcedLength({header, sizeof header});

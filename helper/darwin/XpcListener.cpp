@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <fmt/format.h>
 
+#include "HelperProtocol/Methods.h"
 #include "Sampling/HelperIdentity.h"
-#include "Sampling/OrvantineHelperXPC.h"
 #include "core/Logger.h"
 #include "helper/HelperListener.h"
 
@@ -67,7 +67,7 @@ private:
 
     static void handle(ListenerDelegate& delegate, const Logger& log, xpc_connection_t peer, xpc_object_t request) {
         const char* selector = xpc_dictionary_get_string(request, "method");
-        auto method = selector ? OrvantineHelperXPC::method(selector) : std::nullopt;
+        auto method = selector ? HelperProtocol::method(selector) : std::nullopt;
         if (!method) {
             log.error(fmt::format("Closing connection from pid {}: unknown method", xpc_connection_get_pid(peer)));
             xpc_connection_cancel(peer);
@@ -75,7 +75,7 @@ private:
         }
         xpc_object_t reply = xpc_dictionary_create_reply(request);
         if (!reply) return;  // the client expects no reply
-        if (*method == OrvantineHelperXPC::Method::version) {
+        if (*method == HelperProtocol::Method::version) {
             delegate.service()->versionWithReply([&](std::string version) {
                 xpc_dictionary_set_string(reply, "version", version.c_str());
                 xpc_connection_send_message(peer, reply);

@@ -1,5 +1,5 @@
 // The socket settings this build was configured with.
-#include "helper/HelperBuildConfig.h"
+#include "HelperProtocol/HelperBuildConfig.h"
 #include "helper/HelperOptions.h"
 
 namespace orv {

@@ -12,8 +12,8 @@
 #include <cstring>
 #include <fmt/format.h>
 
-#include "Sampling/HelperFrame.h"
-#include "Sampling/OrvantineHelperXPC.h"
+#include "HelperProtocol/HelperFrame.h"
+#include "HelperProtocol/Methods.h"
 #include "helper/linux/PeerCredentials.h"
 
 namespace orv {
@@ -79,14 +79,14 @@ private:
             case HelperFrame::Parsed::Status::complete:
                 break;
         }
-        const auto method = OrvantineHelperXPC::method(parsed.payload);
+        const auto method = HelperProtocol::method(parsed.payload);
         const size_t consumed = parsed.consumed;
         if (!method) {
             fail(fmt::format("unknown method of {} bytes", parsed.payload.size()));
             return;
         }
         buffer_.erase(0, consumed);
-        if (*method == OrvantineHelperXPC::Method::version) {
+        if (*method == HelperProtocol::Method::version) {
             delegate_->service()->versionWithReply([this](std::string version) { reply(std::move(version)); });
             return;
         }

@@ -23,14 +23,14 @@ using test::readingNamed;
 class FakeConnection : public HelperConnection {
 public:
     struct Pending {
-        OrvantineHelperXPC::Method method;
+        HelperProtocol::Method method;
         Reply reply;
         ErrorHandler onError;
     };
 
     void setInvalidationHandler(std::function<void()> handler) override { onInvalidated_ = std::move(handler); }
     void resume() override { resumed = true; }
-    void send(OrvantineHelperXPC::Method method, Reply reply, ErrorHandler onError) override {
+    void send(HelperProtocol::Method method, Reply reply, ErrorHandler onError) override {
         std::lock_guard lock(mutex_);
         pending_.push_back(Pending{method, std::move(reply), std::move(onError)});
     }
@@ -140,7 +140,7 @@ TEST_F(HelperProcessSourceTest, RequirementNamesTheHelper) {
     source->setEnabled(true);
     auto f = source->sample();
     auto request = nextRequest();
-    EXPECT_EQ(request.method, OrvantineHelperXPC::Method::sample);
+    EXPECT_EQ(request.method, HelperProtocol::Method::sample);
     request.reply(helperJSON());
     await(f);
     ASSERT_EQ(transport->requirements.size(), 1u);

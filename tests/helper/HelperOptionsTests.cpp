@@ -1,17 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "helper/HelperBuildConfig.h"
+#include "HelperProtocol/HelperBuildConfig.h"
 #include "helper/HelperOptions.h"
 
 namespace orv {
 namespace {
 
-std::optional<HelperOptions> parse(std::vector<std::string_view> args, std::string* error = nullptr) {
-    std::string e;
-    auto out = HelperOptions::parse(args, e);
-    if (error) *error = e;
-    return out;
-}
+Result<HelperOptions, std::string> parse(std::vector<std::string_view> args) { return HelperOptions::parse(args); }
 
 TEST(HelperOptions, NoArgumentsGiveTheBuiltInValues) {
     auto options = parse({});
@@ -35,15 +30,15 @@ TEST(HelperOptions, TestsCanMoveTheSocketAndShortenTheLimits) {
 }
 
 TEST(HelperOptions, UnknownOptionIsRefused) {
-    std::string error;
-    EXPECT_FALSE(parse({"--verbose", "1"}, &error).has_value());
-    EXPECT_EQ(error, "unknown option --verbose");
+    auto options = parse({"--verbose", "1"});
+    ASSERT_FALSE(options.has_value());
+    EXPECT_EQ(options.error(), "unknown option --verbose");
 }
 
 TEST(HelperOptions, MissingOrBadValuesAreRefused) {
-    std::string error;
-    EXPECT_FALSE(parse({"--socket"}, &error).has_value());
-    EXPECT_EQ(error, "missing value after --socket");
+    auto missing = parse({"--socket"});
+    ASSERT_FALSE(missing.has_value());
+    EXPECT_EQ(missing.error(), "missing value after --socket");
     EXPECT_FALSE(parse({"--idle-seconds", "-1"}).has_value());
     EXPECT_FALSE(parse({"--idle-seconds", "ten"}).has_value());
     EXPECT_FALSE(parse({"--socket-mode", "0999"}).has_value());

@@ -9,7 +9,7 @@
 #include <future>
 #include <thread>
 
-#include "Sampling/HelperFrame.h"
+#include "HelperProtocol/HelperFrame.h"
 #include "Sampling/HelperTransport.h"
 #include "support/TempDir.h"
 
@@ -69,7 +69,7 @@ class UnixHelperTransportTest : public ::testing::Test {
 protected:
     std::string path() const { return (dir.path() / "helper.sock").string(); }
 
-    Outcome sendAndWait(HelperConnection& connection, OrvantineHelperXPC::Method method) {
+    Outcome sendAndWait(HelperConnection& connection, HelperProtocol::Method method) {
         auto promise = std::make_shared<std::promise<Outcome>>();
         auto future = promise->get_future();
         connection.send(
@@ -87,7 +87,7 @@ TEST_F(UnixHelperTransportTest, SendsTheSelectorAndReadsTheData) {
     auto request = helper.answerWith(HelperFrame::frame(HelperFrame::replyPayload(std::string_view("[]"))));
     auto connection = makeHelperTransport({path()})->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(request.get(), HelperFrame::frame("sampleWithReply:"));
     ASSERT_TRUE(outcome.reply.has_value());
     EXPECT_EQ(*outcome.reply, std::optional<std::string>("[]"));
@@ -98,7 +98,7 @@ TEST_F(UnixHelperTransportTest, NoDataIsAnAbsentReply) {
     helper.answerWith(HelperFrame::frame(HelperFrame::replyPayload(std::nullopt)));
     auto connection = makeHelperTransport({path()})->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     ASSERT_TRUE(outcome.reply.has_value());
     EXPECT_FALSE(outcome.reply->has_value());
 }
@@ -110,7 +110,7 @@ TEST_F(UnixHelperTransportTest, ReplyOverTheLimitFailsAndInvalidates) {
     std::promise<void> invalidated;
     connection->setInvalidationHandler([&] { invalidated.set_value(); });
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     ASSERT_TRUE(outcome.error.has_value());
     EXPECT_EQ(*outcome.error, "The helper announced a reply of 268435457 bytes, over the limit");
     EXPECT_EQ(invalidated.get_future().wait_for(5s), std::future_status::ready);
@@ -121,7 +121,7 @@ TEST_F(UnixHelperTransportTest, MalformedReplyFails) {
     helper.answerWith(HelperFrame::frame(std::string("\x07junk")));
     auto connection = makeHelperTransport({path()})->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(outcome.error, std::optional<std::string>("The helper sent a malformed reply"));
 }
 
@@ -130,14 +130,14 @@ TEST_F(UnixHelperTransportTest, HelperClosingMidReplyFails) {
     helper.answerWith(HelperFrame::header(100) + "\x01[{");
     auto connection = makeHelperTransport({path()})->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(outcome.error, std::optional<std::string>("The helper closed the connection"));
 }
 
 TEST_F(UnixHelperTransportTest, NoHelperFailsWithTheReason) {
     auto connection = makeHelperTransport({path()})->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::version);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::version);
     EXPECT_EQ(outcome.error, std::optional<std::string>("Cannot connect to " + path() + ": No such file or directory"));
 }
 
@@ -148,7 +148,7 @@ TEST_F(UnixHelperTransportTest, InvalidationIsReportedOnceAndLaterRequestsFail) 
     connection->resume();
     connection->invalidate();
     connection->invalidate();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::sample);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(outcome.error, std::optional<std::string>("Connection invalid"));
     for (int i = 0; i < 100 && invalidations == 0; ++i) std::this_thread::sleep_for(5ms);
     EXPECT_EQ(invalidations, 1);
@@ -157,7 +157,7 @@ TEST_F(UnixHelperTransportTest, InvalidationIsReportedOnceAndLaterRequestsFail) 
 TEST_F(UnixHelperTransportTest, DefaultPathIsTheBuiltInSocket) {
     auto connection = makeHelperTransport()->connect("requirement");
     connection->resume();
-    auto outcome = sendAndWait(*connection, OrvantineHelperXPC::Method::version);
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::version);
     ASSERT_TRUE(outcome.error.has_value() || outcome.reply.has_value());
     // Unless a helper really runs here, the failure names the built-in path.
     if (outcome.error) {

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "Sampling/HelperFrame.h"
+#include "HelperProtocol/HelperFrame.h"
 
 namespace orv::test {
 

@@ -1,4 +1,4 @@
-#include "Sampling/HelperFrame.h"
+#include "HelperProtocol/HelperFrame.h"
 
 namespace orv::HelperFrame {
 

@@ -2,8 +2,8 @@
 
 #include <random>
 
-#include "Sampling/HelperFrame.h"
-#include "Sampling/OrvantineHelperXPC.h"
+#include "HelperProtocol/HelperFrame.h"
+#include "HelperProtocol/Methods.h"
 
 namespace orv {
 namespace {
@@ -107,13 +107,13 @@ TEST(HelperFrame, RandomBytesNeverReadOutOfBounds) {
     }
 }
 
-TEST(OrvantineHelperXPC, SelectorsNameTheMethods) {
-    EXPECT_EQ(OrvantineHelperXPC::method("sampleWithReply:"), OrvantineHelperXPC::Method::sample);
-    EXPECT_EQ(OrvantineHelperXPC::method("versionWithReply:"), OrvantineHelperXPC::Method::version);
-    EXPECT_FALSE(OrvantineHelperXPC::method("sampleWithReply").has_value());
-    EXPECT_FALSE(OrvantineHelperXPC::method("").has_value());
-    EXPECT_EQ(OrvantineHelperXPC::selector(OrvantineHelperXPC::Method::sample), "sampleWithReply:");
-    EXPECT_EQ(OrvantineHelperXPC::selector(OrvantineHelperXPC::Method::version), "versionWithReply:");
+TEST(HelperProtocol, SelectorsNameTheMethods) {
+    EXPECT_EQ(HelperProtocol::method("sampleWithReply:"), HelperProtocol::Method::sample);
+    EXPECT_EQ(HelperProtocol::method("versionWithReply:"), HelperProtocol::Method::version);
+    EXPECT_FALSE(HelperProtocol::method("sampleWithReply").has_value());
+    EXPECT_FALSE(HelperProtocol::method("").has_value());
+    EXPECT_EQ(HelperProtocol::selector(HelperProtocol::Method::sample), "sampleWithReply:");
+    EXPECT_EQ(HelperProtocol::selector(HelperProtocol::Method::version), "versionWithReply:");
 }
 
 }  // namespace

@@ -6,8 +6,9 @@
 namespace orv {
 
 // The helper's two requests. A request names its method by the selector
-// the application's protocol gives it, on every transport.
-namespace OrvantineHelperXPC {
+// the application's protocol gives it ("sampleWithReply:"), on every
+// transport: the XPC dictionary on macOS, the socket's frame on Linux.
+namespace HelperProtocol {
 
 enum class Method { sample, version };
 
@@ -24,6 +25,6 @@ constexpr std::optional<Method> method(std::string_view selector) {
     return std::nullopt;
 }
 
-}  // namespace OrvantineHelperXPC
+}  // namespace HelperProtocol
 
 }  // namespace orv
