@@ -11,6 +11,7 @@
 #include "Sampling/GPUSampler.h"
 #include "Sampling/SensorsReader.h"
 #include "Sampling/ThermalReader.h"
+#include "cli/Format.h"
 #include "core/JsonCoding.h"
 
 namespace orv::cli {
@@ -32,11 +33,6 @@ SystemSection onceSection(std::string key, std::function<std::optional<Record>()
         if (*latest) object[key] = json::toJsonValue(**latest);
     };
     return section;
-}
-
-std::string hoursAndMinutes(Duration d) {
-    int64_t minutes = d.wholeSeconds() / 60;
-    return fmt::format("{}:{:02}", minutes / 60, minutes % 60);
 }
 
 const char* kindName(PeripheralBattery::Kind kind) { return boost::describe::enum_to_string(kind, "other"); }
@@ -77,7 +73,7 @@ void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
     fmt::print(out, "Battery  {:.0f} % on {}, {}", stats->percent, onAC ? "AC power" : "battery",
                stats->isCharging ? "charging" : "not charging");
     if (stats->timeRemaining) {
-        fmt::print(out, ", {} {}", hoursAndMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
+        fmt::print(out, ", {} {}", formatHoursMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
     }
     fmt::print(out, "\n");
     std::string details;
@@ -93,7 +89,7 @@ void printGPU(const std::optional<GPUStats>& stats, std::ostream& out) {
         return;
     }
     fmt::print(out, "GPU      {} {:.1f} % busy", stats->name, stats->utilizationPercent);
-    if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(double(*stats->memoryInUseBytes)));
+    if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(*stats->memoryInUseBytes));
     fmt::print(out, "\n");
 }
 

@@ -10,10 +10,11 @@
 #include <thread>
 
 #include "Sampling/CPUSampler.h"
-#include "cli/PowerSensorsReport.h"
 #include "Sampling/DiskSampler.h"
 #include "Sampling/MemorySampler.h"
 #include "Sampling/NetworkSampler.h"
+#include "cli/Format.h"
+#include "cli/PowerSensorsReport.h"
 #include "core/JsonCoding.h"
 #include "core/SamplingExecutor.h"
 
@@ -39,19 +40,7 @@ SystemSection samplerSection(std::string key, void (*print)(const Record&, std::
     return section;
 }
 
-std::string percent(double value) { return fmt::format("{:.1f} %", value); }
-
 }  // namespace
-
-std::string formatBytes(double bytes) {
-    static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};
-    size_t unit = 0;
-    while (bytes >= 1024 && unit + 1 < std::size(units)) {
-        bytes /= 1024;
-        ++unit;
-    }
-    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
-}
 
 std::vector<SystemSection> makeSystemSections() {
     std::vector<SystemSection> sections;
@@ -64,41 +53,41 @@ std::vector<SystemSection> makeSystemSections() {
 }
 
 void printCPU(const CPUStats& stats, std::ostream& out) {
-    fmt::print(out, "CPU      {} busy (user {}, system {})\n", percent(stats.totalPercent), percent(stats.userPercent),
-               percent(stats.systemPercent));
+    fmt::print(out, "CPU      {} busy (user {}, system {})\n", formatPercentSign(stats.totalPercent),
+               formatPercentSign(stats.userPercent), formatPercentSign(stats.systemPercent));
     std::string cores;
     for (size_t i = 0; i < stats.perCorePercent.size(); ++i) {
-        cores += fmt::format("{}{}: {:.1f}", i == 0 ? "" : "  ", i, stats.perCorePercent[i]);
+        cores += fmt::format("{}{}: {}", i == 0 ? "" : "  ", i, formatPercent(stats.perCorePercent[i]));
     }
     fmt::print(out, "  cores  {}\n", cores);
     for (const auto& cluster : stats.clusters) {
-        fmt::print(out, "  {:<14} {} over {} cores\n", cluster.name, percent(cluster.percent), cluster.coreIndexes.size());
+        fmt::print(out, "  {:<14} {} over {} cores\n", cluster.name, formatPercentSign(cluster.percent),
+                   cluster.coreIndexes.size());
     }
     fmt::print(out, "  load   {:.2f} {:.2f} {:.2f}\n", stats.loadAverage.one, stats.loadAverage.five,
                stats.loadAverage.fifteen);
 }
 
 void printMemory(const MemoryStats& stats, std::ostream& out) {
-    fmt::print(out, "Memory   {} used of {} ({} bytes), pressure {}, {} % available\n",
-               formatBytes(double(stats.usedBytes)), formatBytes(double(stats.totalBytes)), stats.totalBytes,
-               boost::describe::enum_to_string(stats.pressure, "?"), stats.availableLevel);
-    fmt::print(out, "  app {}  wired {}  compressed {}  cached files {}  swap used {}\n",
-               formatBytes(double(stats.appBytes)), formatBytes(double(stats.wiredBytes)),
-               formatBytes(double(stats.compressedBytes)), formatBytes(double(stats.cachedFilesBytes)),
-               formatBytes(double(stats.swapUsedBytes)));
+    fmt::print(out, "Memory   {} used of {} ({} bytes), pressure {}, {} % available\n", formatBytes(stats.usedBytes),
+               formatBytes(stats.totalBytes), stats.totalBytes, boost::describe::enum_to_string(stats.pressure, "?"),
+               stats.availableLevel);
+    fmt::print(out, "  app {}  wired {}  compressed {}  cached files {}  swap used {}\n", formatBytes(stats.appBytes),
+               formatBytes(stats.wiredBytes), formatBytes(stats.compressedBytes), formatBytes(stats.cachedFilesBytes),
+               formatBytes(stats.swapUsedBytes));
 }
 
 void printDisk(const DiskStats& stats, std::ostream& out) {
-    fmt::print(out, "Disk     read {}/s, write {}/s\n", formatBytes(stats.readBPS), formatBytes(stats.writeBPS));
+    fmt::print(out, "Disk     read {}, write {}\n", formatRate(stats.readBPS), formatRate(stats.writeBPS));
     for (const auto& volume : stats.volumes) {
-        fmt::print(out, "  {:<14} {} free of {}  ({})\n", volume.name, formatBytes(double(volume.freeBytes)),
-                   formatBytes(double(volume.totalBytes)), volume.id);
+        fmt::print(out, "  {:<14} {} free of {}  ({})\n", volume.name, formatBytes(volume.freeBytes),
+                   formatBytes(volume.totalBytes), volume.id);
     }
 }
 
 void printNetwork(const NetworkStats& stats, std::ostream& out) {
-    fmt::print(out, "Network  in {}/s, out {}/s, primary interface {}\n", formatBytes(stats.inBPS),
-               formatBytes(stats.outBPS), stats.primaryInterface.value_or("none"));
+    fmt::print(out, "Network  in {}, out {}, primary interface {}\n", formatRate(stats.inBPS), formatRate(stats.outBPS),
+               stats.primaryInterface.value_or("none"));
 }
 
 int runSystem(std::vector<SystemSection>& sections, const SystemOptions& options, std::ostream& out,

@@ -47,7 +47,4 @@ void printMemory(const MemoryStats& stats, std::ostream& out);
 void printDisk(const DiskStats& stats, std::ostream& out);
 void printNetwork(const NetworkStats& stats, std::ostream& out);
 
-// 1536 → "1.5 KiB"; binary units, as the byte figures are counted.
-std::string formatBytes(double bytes);
-
 }  // namespace orv::cli

@@ -72,12 +72,6 @@ TEST(SystemView, RealSectionsBeginWithTheFourSystemKeys) {
     EXPECT_EQ(sections[3].key, "network");
 }
 
-TEST(SystemView, FormatsBytesInBinaryUnits) {
-    EXPECT_EQ(formatBytes(512), "512 B");
-    EXPECT_EQ(formatBytes(1536), "1.5 KiB");
-    EXPECT_EQ(formatBytes(64.0 * 1024 * 1024), "64.0 MiB");
-}
-
 TEST(SystemView, PrintsNetworkWithoutPrimaryAsNone) {
     std::ostringstream out;
     printNetwork(NetworkStats{2048, 0, std::nullopt}, out);
@@ -88,6 +82,16 @@ TEST(SystemView, PrintsEachVolumeUnderTheDiskLine) {
     std::ostringstream out;
     printDisk(DiskStats{{VolumeStats{"U-1", "root", 1 << 30, 1 << 29}}, 0, 1024}, out);
     EXPECT_EQ(out.str(), "Disk     read 0 B/s, write 1.0 KiB/s\n  root           512.0 MiB free of 1.0 GiB  (U-1)\n");
+}
+
+// The rates go through the one rate formatter: rounded to whole bytes
+// before the unit is chosen, never negative.
+TEST(SystemView, DiskAndNetworkRatesRoundLikeEveryOtherRate) {
+    std::ostringstream disk, network;
+    printDisk(DiskStats{{}, 1023.6, -3}, disk);
+    EXPECT_EQ(disk.str(), "Disk     read 1.0 KiB/s, write 0 B/s\n");
+    printNetwork(NetworkStats{1023.6, -1, std::string("eth0")}, network);
+    EXPECT_EQ(network.str(), "Network  in 1.0 KiB/s, out 0 B/s, primary interface eth0\n");
 }
 
 }  // namespace
