@@ -7,8 +7,8 @@
 #include <sstream>
 #include <thread>
 
-#include "cli/CommandRegistry.h"
 #include "cli/CommandLogSink.h"
+#include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/SnapshotView.h"
 
