@@ -3,8 +3,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <fmt/format.h>
+#include <iterator>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -12,14 +15,16 @@
 namespace orv::cli {
 
 std::string formatBytes(uint64_t bytes) {
-    static const char* units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};
+    static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};
+    if (bytes < 1024) return fmt::format("{} B", bytes);
     double value = double(bytes);
-    int unit = 0;
-    while (value >= 1024 && unit < 5) {
+    size_t unit = 0;
+    // Shown with one decimal: move up while the figure would round to 1024.0.
+    while (unit + 1 < std::size(units) && std::round(value * 10) >= 1024 * 10) {
         value /= 1024;
         ++unit;
     }
-    return unit == 0 ? fmt::format("{} B", bytes) : fmt::format("{:.1f} {}", value, units[unit]);
+    return fmt::format("{:.1f} {}", value, units[unit]);
 }
 
 std::string formatRate(double bytesPerSecond) {
@@ -39,6 +44,42 @@ std::string formatCPUTime(double seconds) {
 }
 
 std::string formatPercent(double percent) { return fmt::format("{:.1f}", percent); }
+
+std::string formatPercentSign(double percent) { return fmt::format("{:.1f} %", percent); }
+
+std::string formatFigure(const std::optional<double>& value) {
+    return value ? fmt::format("{:.1f}", *value) : std::string("-");
+}
+
+std::string formatUptime(Duration uptime) {
+    int64_t seconds = std::max<int64_t>(uptime.wholeSeconds(), 0);
+    int64_t days = seconds / 86400;
+    if (days == 0) return formatHoursMinutes(uptime);
+    return fmt::format("{} d {}", days, formatHoursMinutes(Duration::seconds(seconds % 86400)));
+}
+
+std::string formatHoursMinutes(Duration duration) {
+    int64_t minutes = std::max<int64_t>(duration.wholeSeconds(), 0) / 60;
+    return fmt::format("{}:{:02}", minutes / 60, minutes % 60);
+}
+
+std::string formatLocalClock(Date at) {
+    std::time_t seconds = std::time_t(at.unixSeconds());
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char text[16];
+    std::strftime(text, sizeof text, "%H:%M:%S", &local);
+    return text;
+}
+
+std::string formatUTCDateTime(Date at) {
+    std::time_t seconds = std::time_t(at.unixSeconds());
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
+    return text;
+}
 
 std::string userName(uint32_t uid) {
     static std::mutex mutex;

@@ -1,15 +1,38 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "core/Date.h"
+#include "core/Duration.h"
 
 namespace orv::cli {
 
-// Human-readable figures for the command's tables.
-std::string formatBytes(uint64_t bytes);          // "512 B", "3.4 MiB"
-std::string formatRate(double bytesPerSecond);    // "1.2 MiB/s"
+// Every figure the command prints goes through one of these, so that a
+// figure reads the same in every view.
+
+// Binary units, as the byte figures are counted: "512 B", "1.5 KiB",
+// "3.4 MiB". A size that would round to 1024.0 of a unit is shown in the
+// next one ("1.0 MiB", not "1024.0 KiB").
+std::string formatBytes(uint64_t bytes);
+// A byte rate rounded to whole bytes: "1.2 MiB/s"; a negative or undefined
+// rate (no baseline yet) is "0 B/s".
+std::string formatRate(double bytesPerSecond);
 std::string formatCPUTime(double seconds);        // "1:02:03.45" / "2:03.45" / "3.45"
-std::string formatPercent(double percent);        // "12.3"
+std::string formatPercent(double percent);        // "12.3", under a "%" column heading
+std::string formatPercentSign(double percent);    // "12.3 %", in running text
+// A figure that may be unknown (an energy impact not measured): "12.3" or "-".
+std::string formatFigure(const std::optional<double>& value);
+// Hours and minutes, as uptime(1) shows them: "3 d 4:05", "4:05", "0:05".
+// "a:bb" is always hours and minutes, whatever the length.
+std::string formatUptime(Duration uptime);
+// Hours and minutes without a day count: "1:05", "30:00" (a battery's time
+// to full or empty).
+std::string formatHoursMinutes(Duration duration);
+std::string formatLocalClock(Date at);            // "14:03:59", local time
+std::string formatUTCDateTime(Date at);           // "2023-11-14 22:13:20 UTC"
 // The user's login name, or the number when the uid has none; cached.
 std::string userName(uint32_t uid);
 // Cuts `text` to `width` display columns (counting UTF-8 code points).

@@ -3,68 +3,65 @@
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 
+#include <boost/describe/enum_to_string.hpp>
 #include <memory>
 #include <ostream>
 
-#include "PrivateAPIs/BluetoothBatteries.h"
-#include "Sampling/BatterySampler.h"
-#include "Sampling/GPUSampler.h"
-#include "Sampling/SensorsReader.h"
-#include "Sampling/ThermalReader.h"
-#include "core/JsonCoding.h"
+#include "cli/Format.h"
 
 namespace orv::cli {
 
 namespace {
 
-// A section whose record is read once, on the second pass: none of these
-// figures are rates, so the first pass has nothing to do.
+// A section whose record is read once, on the second pass, into `field`:
+// none of these figures are rates, so the first pass has nothing to do.
 template <class Record>
 SystemSection onceSection(std::string key, std::function<std::optional<Record>()> read,
+                          std::optional<Record> SystemSample::*field,
                           void (*print)(const std::optional<Record>&, std::ostream&)) {
-    auto latest = std::make_shared<std::optional<Record>>();
     SystemSection section;
-    section.key = key;
+    section.key = std::move(key);
     section.first = [] {};
-    section.second = [latest, read = std::move(read)] { *latest = read(); };
-    section.print = [latest, print](std::ostream& out) { print(*latest, out); };
-    section.json = [latest, key](boost::json::object& object) {
-        if (*latest) object[key] = json::toJsonValue(**latest);
-    };
+    section.second = [read = std::move(read), field](SystemSample& sample) { sample.*field = read(); };
+    section.print = [field, print](const SystemSample& sample, std::ostream& out) { print(sample.*field, out); };
     return section;
-}
-
-std::string hoursAndMinutes(Duration d) {
-    int64_t minutes = d.wholeSeconds() / 60;
-    return fmt::format("{}:{:02}", minutes / 60, minutes % 60);
 }
 
 const char* kindName(PeripheralBattery::Kind kind) { return boost::describe::enum_to_string(kind, "other"); }
 
 }  // namespace
 
-std::vector<SystemSection> makePowerSensorsSections() {
+std::vector<SystemSection> makePowerSensorsSections(const SnapshotBuilder::Parts& parts,
+                                                    std::vector<BluetoothBatteries::Reading> peripherals) {
     std::vector<SystemSection> sections;
 
-    auto battery = std::make_shared<BatterySampler>();
+    auto battery = parts.battery;
     sections.push_back(onceSection<BatteryStats>(
-        "battery", [battery] { return battery->sample(); }, &printBattery));
+        "battery", [battery]() -> std::optional<BatteryStats> { return battery ? battery() : std::nullopt; },
+        &SystemSample::battery, &printBattery));
 
-    auto gpu = std::make_shared<GPUSampler>();
-    sections.push_back(onceSection<GPUStats>("gpu", [gpu] { return gpu->stats(); }, &printGPU));
+    auto gpu = parts.gpu;
+    sections.push_back(onceSection<GPUStats>(
+        "gpu", [gpu]() -> std::optional<GPUStats> { return gpu ? gpu->stats() : std::nullopt; }, &SystemSample::gpu,
+        &printGPU));
 
-    auto pressure = std::make_shared<ThermalPressure>(ThermalPressure::nominal);
     SystemSection thermal;
     thermal.key = "thermal";
     thermal.first = [] {};
-    thermal.second = [pressure] { *pressure = ThermalReader::currentPressure(); };
-    thermal.print = [pressure](std::ostream& out) { printThermal(*pressure, out); };
-    thermal.json = [pressure](boost::json::object& object) { object["thermal"] = json::toJsonValue(*pressure); };
+    thermal.second = [read = parts.thermal](SystemSample& sample) {
+        sample.thermal = read ? read() : ThermalPressure::nominal;
+    };
+    thermal.print = [](const SystemSample& sample, std::ostream& out) { printThermal(sample.thermal, out); };
     sections.push_back(std::move(thermal));
 
-    auto bluetooth = std::make_shared<std::vector<BluetoothBatteries::Reading>>(BluetoothBatteries::readings());
+    auto sensors = parts.sensors;
+    auto readings = std::make_shared<std::vector<BluetoothBatteries::Reading>>(std::move(peripherals));
     sections.push_back(onceSection<SensorStats>(
-        "sensors", [bluetooth] { return SensorsReader::sample(*bluetooth); }, &printSensors));
+        "sensors",
+        [sensors, readings]() -> std::optional<SensorStats> {
+            return sensors ? sensors(*readings) : std::nullopt;
+        },
+        &SystemSample::sensors, &printSensors));
     return sections;
 }
 
@@ -77,7 +74,7 @@ void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
     fmt::print(out, "Battery  {:.0f} % on {}, {}", stats->percent, onAC ? "AC power" : "battery",
                stats->isCharging ? "charging" : "not charging");
     if (stats->timeRemaining) {
-        fmt::print(out, ", {} {}", hoursAndMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
+        fmt::print(out, ", {} {}", formatHoursMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
     }
     fmt::print(out, "\n");
     std::string details;
@@ -93,7 +90,7 @@ void printGPU(const std::optional<GPUStats>& stats, std::ostream& out) {
         return;
     }
     fmt::print(out, "GPU      {} {:.1f} % busy", stats->name, stats->utilizationPercent);
-    if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(double(*stats->memoryInUseBytes)));
+    if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(*stats->memoryInUseBytes));
     fmt::print(out, "\n");
 }
 

@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "PrivateAPIs/BluetoothBatteries.h"
+#include "Sampling/SnapshotBuilder.h"
 #include "cli/SystemView.h"
 #include "core/BatteryStats.h"
 #include "core/GPUStats.h"
@@ -13,11 +15,12 @@
 namespace orv::cli {
 
 // The battery, GPU, thermal and sensor sections of `orvantine system`, in
-// that order. A machine without a battery, GPU or sensors gets a line
-// saying so and no key in the JSON; thermal pressure is always there.
-// Bluetooth peripherals are read here, on the thread that builds the
-// sections (the main thread), as IOBluetooth requires.
-std::vector<SystemSection> makePowerSensorsSections();
+// that order, over the readers of `parts` and the peripherals' readings
+// (read by the caller on the main thread, as IOBluetooth requires). A
+// machine without a battery, GPU or sensors gets a line saying so and no
+// key in the JSON; thermal pressure is always there.
+std::vector<SystemSection> makePowerSensorsSections(const SnapshotBuilder::Parts& parts,
+                                                    std::vector<BluetoothBatteries::Reading> peripherals);
 
 // The text forms, one function per section.
 void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out);

@@ -19,10 +19,6 @@ namespace orv::cli {
 
 namespace {
 
-std::string optionalText(const std::optional<double>& value) {
-    return value ? fmt::format("{:.1f}", *value) : std::string("-");
-}
-
 int logicalCPUCount() {
     unsigned count = std::thread::hardware_concurrency();
     return count == 0 ? 1 : int(count);
@@ -67,7 +63,7 @@ void printProcessRates(const std::vector<ProcessSample>& samples, bool json, std
     for (const auto& s : samples) {
         out << fmt::format("{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {}\n", s.pid, formatPercent(s.cpuPercent),
                            formatBytes(s.footprintBytes), formatRate(s.diskReadBPS), formatRate(s.diskWriteBPS),
-                           optionalText(s.energyImpact), s.name);
+                           formatFigure(s.energyImpact), s.name);
     }
 }
 

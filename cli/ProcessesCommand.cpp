@@ -8,13 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "Sampling/HelperProcessSource.h"
-#include "Sampling/ProcessSampler.h"
 #include "cli/CommandRegistry.h"
 #include "cli/Format.h"
 #include "cli/ProcessRatesView.h"
+#include "cli/SamplingSession.h"
 #include "core/JsonCoding.h"
-#include "core/LogSink.h"
 
 namespace orv::cli {
 
@@ -27,32 +25,6 @@ struct ProcessesOptions {
     bool helper = false;
     bool verbose = false;
 };
-
-// Without --verbose the fallback from the helper is silent: its client's
-// log lines are dropped, everything else passes through.
-class QuietHelperClientSink : public LogSink {
-public:
-    explicit QuietHelperClientSink(std::shared_ptr<LogSink> next) : next_(std::move(next)) {}
-    void write(std::string_view subsystem, std::string_view category, LogLevel level,
-               std::string_view message) override {
-        if (subsystem == "app.orvantine.sampling" && category == "helper") return;
-        next_->write(subsystem, category, level, message);
-    }
-
-private:
-    std::shared_ptr<LogSink> next_;
-};
-
-// The privileged helper's client, falling back to `local`; built with the
-// team this command was built for, as the application passes its own.
-std::shared_ptr<HelperProcessSource> helperSource(std::shared_ptr<ProcessSampler> local, bool verbose) {
-    if (!verbose) LogSink::install(std::make_shared<QuietHelperClientSink>(LogSink::current()));
-    std::string_view team = ORVANTINE_TEAM_ID;
-    auto source = HelperProcessSource::make(std::move(local),
-                                            team.empty() ? std::nullopt : std::optional<std::string>(team));
-    source->setEnabled(true);
-    return source;
-}
 
 void printTable(std::vector<ProcessReading> readings) {
     // Busiest first: cumulative CPU time is all one pass knows.
@@ -82,37 +54,28 @@ void printTable(std::vector<ProcessReading> readings) {
 }
 
 void run(const ProcessesOptions& options) {
-    // Never destroyed: the process ends after printing, and the kernel drops
-    // the sampler's kept /proc descriptors faster than closing them one by one.
-    auto sampler = std::shared_ptr<ProcessSampler>(new ProcessSampler(), [](ProcessSampler*) {});
-    auto helper = options.helper ? helperSource(sampler, options.verbose) : nullptr;
-    ProcessSource& source = helper ? static_cast<ProcessSource&>(*helper) : *sampler;
+    // Without --verbose the fallback from the helper is silent.
+    SamplingSession session({.helper = options.helper, .quietHelper = !options.verbose});
     if (options.rates) {
         auto interval = Duration::nanoseconds(std::llround(options.intervalSeconds * 1e9));
-        runProcessRates(source, ProcessRatesOptions{interval, options.json}, std::cout);
-        if (helper) helper->setEnabled(false);
+        runProcessRates(session.processes(), ProcessRatesOptions{interval, options.json}, std::cout);
+        session.finish();
         return;
     }
-    std::vector<ProcessReading> readings;
-    if (helper) {
-        auto answer = helper->sampleWithOrigin().get();
-        helper->setEnabled(false);
-        readings = std::move(answer.readings);
-        if (options.verbose) {
-            std::fputs(answer.origin == HelperProcessSource::Origin::helper
-                           ? "orvantine: readings from the privileged helper\n"
-                           : "orvantine: readings from the local pass (the helper did not answer)\n",
-                       stderr);
-        }
-    } else {
-        readings = sampler->sample().get();
-        if (options.verbose) std::fputs("orvantine: readings from the local pass\n", stderr);
+    auto pass = session.readProcesses();
+    session.finish();
+    if (options.verbose) {
+        const char* said = !options.helper ? "orvantine: readings from the local pass\n"
+                           : pass.origin == SamplingSession::Origin::helper
+                               ? "orvantine: readings from the privileged helper\n"
+                               : "orvantine: readings from the local pass (the helper did not answer)\n";
+        std::fputs(said, stderr);
     }
     if (options.json) {
-        std::fputs(json::encode(readings).c_str(), stdout);
+        std::fputs(json::encode(pass.readings).c_str(), stdout);
         std::fputs("\n", stdout);
     } else {
-        printTable(std::move(readings));
+        printTable(std::move(pass.readings));
     }
 }
 

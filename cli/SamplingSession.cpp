@@ -1,62 +1,94 @@
 #include "cli/SamplingSession.h"
 
 #include <string>
+#include <string_view>
 
-#include "PrivateAPIs/BluetoothBatteries.h"
 #include "Sampling/HelperProcessSource.h"
 #include "Sampling/ProcessSampler.h"
 
 namespace orv::cli {
 
-std::unique_ptr<SnapshotBuilder> makeSnapshotBuilder(bool helper) {
-    auto& executor = SamplingExecutor::shared();
-    std::shared_ptr<ProcessSource> processes = std::make_shared<ProcessSampler>(makeProcessTablePort(), executor);
-    if (helper) {
-        std::string team = ORVANTINE_TEAM_ID;
-        auto client = HelperProcessSource::make(processes, team.empty() ? std::nullopt : std::optional(team));
-        // Without a team the client cannot be enabled and reads locally.
-        client->setEnabled(true);
-        processes = client;
+namespace {
+
+// The team the helper must be signed by: the one this command was built
+// for, passed in as the application passes its own. A plain build has none,
+// and its client stays disabled and always reads locally.
+std::optional<std::string> builtTeam() {
+    std::string_view team = ORVANTINE_TEAM_ID;
+    return team.empty() ? std::nullopt : std::optional<std::string>(team);
+}
+
+// Passes every line on but the helper client's.
+class QuietHelperClientSink : public LogSink {
+public:
+    explicit QuietHelperClientSink(std::shared_ptr<LogSink> next) : next_(std::move(next)) {}
+    void write(std::string_view subsystem, std::string_view category, LogLevel level,
+               std::string_view message) override {
+        if (subsystem == "app.orvantine.sampling" && category == "helper") return;
+        next_->write(subsystem, category, level, message);
     }
-    auto builder = std::make_unique<SnapshotBuilder>(SnapshotBuilder::machineParts(executor, processes), executor);
-    builder->setPeripherals(BluetoothBatteries::readings());
+
+private:
+    std::shared_ptr<LogSink> next_;
+};
+
+}  // namespace
+
+SamplingSession::SamplingSession() : SamplingSession(Options{}) {}
+
+SamplingSession::SamplingSession(Options options) : options_(options) {}
+
+SamplingSession::~SamplingSession() {
+    if (helper_) helper_->setEnabled(false);
+    if (previousSink_) LogSink::install(previousSink_);
+}
+
+std::shared_ptr<ProcessSource> SamplingSession::processSource() {
+    if (!local_) {
+        local_ = std::make_shared<ProcessSampler>();
+        if (options_.helper) {
+            if (options_.quietHelper) {
+                previousSink_ = LogSink::install(std::make_shared<QuietHelperClientSink>(LogSink::current()));
+            }
+            helper_ = HelperProcessSource::make(local_, builtTeam());
+            // Without a team the client cannot be enabled and reads locally.
+            helper_->setEnabled(true);
+        }
+    }
+    if (helper_) return helper_;
+    return local_;
+}
+
+SamplingSession::ProcessPass SamplingSession::readProcesses() {
+    processSource();
+    if (!helper_) return ProcessPass{local_->sample().get(), Origin::local};
+    auto answer = helper_->sampleWithOrigin().get();
+    return ProcessPass{std::move(answer.readings),
+                       answer.origin == HelperProcessSource::Origin::helper ? Origin::helper : Origin::local};
+}
+
+SnapshotBuilder::Parts SamplingSession::machineParts() {
+    return SnapshotBuilder::machineParts(SamplingExecutor::shared(), processSource());
+}
+
+const std::vector<BluetoothBatteries::Reading>& SamplingSession::peripherals() {
+    if (!peripherals_) peripherals_ = BluetoothBatteries::readings();
+    return *peripherals_;
+}
+
+std::unique_ptr<SnapshotBuilder> SamplingSession::snapshotBuilder() {
+    auto builder = std::make_unique<SnapshotBuilder>(machineParts(), SamplingExecutor::shared());
+    builder->setPeripherals(peripherals());
     return builder;
 }
 
-CommandLogSink::CommandLogSink(std::shared_ptr<LogSink> next) : next_(std::move(next)) {}
-
-void CommandLogSink::write(std::string_view subsystem, std::string_view category, LogLevel level,
-                           std::string_view message) {
-    if (level < LogLevel::notice) return;
-    std::unique_lock lock(mutex_);
-    if (held_) {
-        // A failing part logs when it starts failing, so a long session
-        // holds few lines; past the limit the oldest are enough.
-        if (heldLines_.size() < heldLimit) {
-            heldLines_.push_back(Line{std::string(subsystem), std::string(category), level, std::string(message)});
-        }
-        return;
-    }
-    lock.unlock();
-    next_->write(subsystem, category, level, message);
-}
-
-void CommandLogSink::hold(bool held) {
-    std::vector<Line> lines;
-    {
-        std::lock_guard lock(mutex_);
-        held_ = held;
-        if (!held) lines.swap(heldLines_);
-    }
-    for (const auto& line : lines) next_->write(line.subsystem, line.category, line.level, line.message);
-}
-
-CommandLogSink::Scope::Scope()
-    : sink_(std::make_shared<CommandLogSink>(LogSink::current())), previous_(LogSink::install(sink_)) {}
-
-CommandLogSink::Scope::~Scope() {
-    sink_->hold(false);
-    LogSink::install(previous_);
+void SamplingSession::finish() {
+    if (helper_) helper_->setEnabled(false);
+    if (!local_) return;
+    // Never freed, on purpose: a static container would be destroyed at
+    // exit, and that destruction is the cost this avoids.
+    static auto* const leftToExit = new std::vector<std::shared_ptr<ProcessSampler>>();
+    leftToExit->push_back(local_);
 }
 
 }  // namespace orv::cli

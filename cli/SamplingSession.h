@@ -1,57 +1,81 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
-#include <string>
+#include <optional>
 #include <vector>
 
+#include "PrivateAPIs/BluetoothBatteries.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "core/LogSink.h"
+#include "core/ProcessReading.h"
+#include "core/ProcessSource.h"
+
+namespace orv {
+class ProcessSampler;
+class HelperProcessSource;
+}  // namespace orv
 
 namespace orv::cli {
 
-// The builder the commands share: this machine's samplers, the local
-// process sampler or (with `helper`) the privileged helper's client, and
-// the Bluetooth peripherals read once here, on the calling (main) thread.
-std::unique_ptr<SnapshotBuilder> makeSnapshotBuilder(bool helper);
-
-// The commands' log: informational lines, which some samplers write on
-// every pass (a machine without a GPU says so each time it is asked), are
-// dropped; the rest goes to the platform's sink, or, while `hold` is on
-// (a full-screen view owns the terminal), is kept and written when it ends.
-class CommandLogSink final : public LogSink {
+// Where every command gets what it reads: the one place that wires this
+// machine's samplers and the privileged helper's client together. A
+// command makes one session, asks it for the parts it needs, and calls
+// `finish` when it is done.
+class SamplingSession {
 public:
-    explicit CommandLogSink(std::shared_ptr<LogSink> next);
-    void write(std::string_view subsystem, std::string_view category, LogLevel level,
-               std::string_view message) override;
-    void hold(bool held);
-
-    // Installs one for the life of the scope.
-    class Scope {
-    public:
-        Scope();
-        ~Scope();
-        Scope(const Scope&) = delete;
-        Scope& operator=(const Scope&) = delete;
-        CommandLogSink& sink() { return *sink_; }
-
-    private:
-        std::shared_ptr<CommandLogSink> sink_;
-        std::shared_ptr<LogSink> previous_;
+    struct Options {
+        // Read processes through the privileged helper, falling back to the
+        // local pass whenever it does not answer.
+        bool helper = false;
+        // Drop the helper client's log lines for the life of the session, so
+        // that the fallback is silent.
+        bool quietHelper = false;
     };
+
+    // Which source answered a pass.
+    enum class Origin { helper, local };
+    struct ProcessPass {
+        std::vector<ProcessReading> readings;
+        Origin origin = Origin::local;
+    };
+
+    SamplingSession();
+    explicit SamplingSession(Options options);
+    ~SamplingSession();
+    SamplingSession(const SamplingSession&) = delete;
+    SamplingSession& operator=(const SamplingSession&) = delete;
+
+    // The local process sampler, or (with `helper`) the helper's client
+    // over it; the same source for every part of the session.
+    std::shared_ptr<ProcessSource> processSource();
+    ProcessSource& processes() { return *processSource(); }
+    // One pass over the processes, saying which source answered.
+    ProcessPass readProcesses();
+
+    // This machine's readers around `processSource()`: the CPU, memory,
+    // disk and network samplers, the GPU, battery, thermal and sensor
+    // readers, the uptime, the app classifier and the energy model. A new
+    // set on every call, owned by the caller.
+    SnapshotBuilder::Parts machineParts();
+    // The Bluetooth peripherals' batteries for the sensors part, read once,
+    // on the thread that first asks (the main thread: macOS reads them
+    // there only).
+    const std::vector<BluetoothBatteries::Reading>& peripherals();
+    // A snapshot builder over `machineParts()` and `peripherals()`.
+    std::unique_ptr<SnapshotBuilder> snapshotBuilder();
+
+    // The command is done and its process ends next: drops the helper's
+    // connection at once, and leaves the local sampler, with the thousands
+    // of /proc descriptors it keeps, for the kernel to drop at exit, which
+    // costs less than closing them one by one.
+    void finish();
 
 private:
-    struct Line {
-        std::string subsystem, category;
-        LogLevel level;
-        std::string message;
-    };
-    static constexpr size_t heldLimit = 100;
-
-    std::shared_ptr<LogSink> next_;
-    std::mutex mutex_;
-    bool held_ = false;
-    std::vector<Line> heldLines_;
+    Options options_;
+    std::shared_ptr<ProcessSampler> local_;
+    std::shared_ptr<HelperProcessSource> helper_;
+    std::shared_ptr<LogSink> previousSink_;  // set while the helper is kept quiet
+    std::optional<std::vector<BluetoothBatteries::Reading>> peripherals_;
 };
 
 }  // namespace orv::cli

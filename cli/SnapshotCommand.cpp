@@ -7,6 +7,7 @@
 #include <sstream>
 #include <thread>
 
+#include "cli/CommandLogSink.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/SnapshotView.h"
@@ -24,7 +25,8 @@ void emit(const std::string& text) {
 
 void run(const SnapshotOptions& options) {
     CommandLogSink::Scope log;
-    auto builder = makeSnapshotBuilder(options.helper);
+    SamplingSession session({.helper = options.helper});
+    auto builder = session.snapshotBuilder();
     // The first pass is the baseline every rate is measured from; each
     // printed snapshot then covers one interval. Deadlines are kept on one
     // schedule so that slow passes do not make the cadence drift.
@@ -47,10 +49,10 @@ void run(const SnapshotOptions& options) {
         }
         if (std::chrono::steady_clock::now() > next + interval) next = std::chrono::steady_clock::now();
     }
-    // The process ends next: let the kernel drop the samplers' thousands of
-    // kept /proc descriptors at exit instead of closing them one by one,
-    // which costs more CPU than a whole pass.
-    (void)builder.release();
+    // The process ends next: the process sampler's thousands of kept /proc
+    // descriptors are left for the kernel to drop at exit, since closing
+    // them one by one costs more CPU than a whole pass.
+    session.finish();
 }
 
 CommandRegistration registration(5, [](CLI::App& app) {

@@ -4,7 +4,7 @@
 #include <fmt/ostream.h>
 
 #include <algorithm>
-#include <ctime>
+#include <boost/describe/enum_to_string.hpp>
 #include <ostream>
 
 #include "cli/Format.h"
@@ -16,34 +16,13 @@ namespace orv::cli {
 
 namespace {
 
-std::string optionalFigure(const std::optional<double>& value, const char* format = "{:.1f}") {
-    return value ? fmt::format(fmt::runtime(format), *value) : std::string("-");
-}
-
 const char* kindName(AppIdentity::Kind kind) { return boost::describe::enum_to_string(kind, "other"); }
-
-std::string wallClockText(Date at) {
-    std::time_t seconds = std::time_t(at.unixSeconds());
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
-    return text;
-}
 
 }  // namespace
 
-std::string formatUptime(Duration uptime) {
-    int64_t seconds = std::max<int64_t>(uptime.wholeSeconds(), 0);
-    int64_t days = seconds / 86400, hours = seconds / 3600 % 24, minutes = seconds / 60 % 60;
-    if (days > 0) return fmt::format("{} d {}:{:02}", days, hours, minutes);
-    if (hours > 0) return fmt::format("{}:{:02}:{:02}", hours, minutes, seconds % 60);
-    return fmt::format("{}:{:02}", minutes, seconds % 60);
-}
-
 void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
     const SystemSample& system = snapshot.system;
-    fmt::print(out, "Snapshot {} over {:.2f} s, up {}\n", wallClockText(snapshot.at), snapshot.interval.toSeconds(),
+    fmt::print(out, "Snapshot {} over {:.2f} s, up {}\n", formatUTCDateTime(snapshot.at), snapshot.interval.toSeconds(),
                formatUptime(system.uptime));
     printCPU(system.cpu, out);
     printMemory(system.memory, out);
@@ -62,7 +41,7 @@ void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
         const AppAggregate& a = snapshot.apps[i];
         fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", formatPercent(a.cpuPercent),
                    formatBytes(a.memoryBytes), formatRate(a.diskReadBPS), formatRate(a.diskWriteBPS),
-                   optionalFigure(a.energyImpact), a.processCount, kindName(a.app.kind), a.app.name);
+                   formatFigure(a.energyImpact), a.processCount, kindName(a.app.kind), a.app.name);
     }
 
     size_t processes = std::min(top, snapshot.processes.size());
@@ -73,7 +52,7 @@ void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
         const ProcessSample& p = snapshot.processes[i];
         fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {:<24} {}\n", p.pid, formatPercent(p.cpuPercent),
                    formatBytes(p.footprintBytes), formatRate(p.diskReadBPS), formatRate(p.diskWriteBPS),
-                   optionalFigure(p.energyImpact), fitWidth(p.name, 24), p.app);
+                   formatFigure(p.energyImpact), fitWidth(p.name, 24), p.app);
     }
 }
 

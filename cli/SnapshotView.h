@@ -26,7 +26,4 @@ void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out);
 // their first `top` entries.
 std::string snapshotJSONLine(const Snapshot& snapshot, std::optional<size_t> top);
 
-// "3 d 4:05", "4:05:06", "5:06" (minutes and seconds) for an uptime.
-std::string formatUptime(Duration uptime);
-
 }  // namespace orv::cli

@@ -3,17 +3,16 @@
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 
-#include <boost/json/serialize.hpp>
+#include <algorithm>
 #include <chrono>
 #include <exception>
+#include <memory>
 #include <ostream>
 #include <thread>
 
-#include "Sampling/CPUSampler.h"
+#include "cli/Format.h"
 #include "cli/PowerSensorsReport.h"
-#include "Sampling/DiskSampler.h"
-#include "Sampling/MemorySampler.h"
-#include "Sampling/NetworkSampler.h"
+#include "cli/SamplingSession.h"
 #include "core/JsonCoding.h"
 #include "core/SamplingExecutor.h"
 
@@ -21,88 +20,76 @@ namespace orv::cli {
 
 namespace {
 
-// A section over one sampler whose `sampleNow` returns Record.
-template <class Sampler, class Record>
-SystemSection samplerSection(std::string key, void (*print)(const Record&, std::ostream&)) {
-    auto sampler = std::make_shared<Sampler>();
-    auto latest = std::make_shared<std::optional<Record>>();
+// A section over one of the system sources, whose `sample` yields the
+// record kept in `field`. Absent from the parts: no section.
+template <class Source, class Record>
+void addSourceSection(std::vector<SystemSection>& sections, std::string key, std::unique_ptr<Source> source,
+                      Record SystemSample::*field, void (*print)(const Record&, std::ostream&)) {
+    if (!source) return;
+    std::shared_ptr<Source> shared = std::move(source);
     SystemSection section;
-    section.key = key;
-    section.first = [sampler] { sampler->sampleNow(); };
-    section.second = [sampler, latest] { *latest = sampler->sampleNow(); };
-    section.print = [latest, print](std::ostream& out) {
-        if (*latest) print(**latest, out);
-    };
-    section.json = [latest, key](boost::json::object& object) {
-        if (*latest) object[key] = json::toJsonValue(**latest);
-    };
-    return section;
+    section.key = std::move(key);
+    section.first = [shared] { shared->sample().get(); };
+    section.second = [shared, field](SystemSample& sample) { sample.*field = shared->sample().get(); };
+    section.print = [field, print](const SystemSample& sample, std::ostream& out) { print(sample.*field, out); };
+    sections.push_back(std::move(section));
 }
-
-std::string percent(double value) { return fmt::format("{:.1f} %", value); }
 
 }  // namespace
 
-std::string formatBytes(double bytes) {
-    static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};
-    size_t unit = 0;
-    while (bytes >= 1024 && unit + 1 < std::size(units)) {
-        bytes /= 1024;
-        ++unit;
-    }
-    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
-}
-
-std::vector<SystemSection> makeSystemSections() {
-    std::vector<SystemSection> sections;
-    sections.push_back(samplerSection<CPUSampler, CPUStats>("cpu", &printCPU));
-    sections.push_back(samplerSection<MemorySampler, MemoryStats>("memory", &printMemory));
-    sections.push_back(samplerSection<DiskSampler, DiskStats>("disk", &printDisk));
-    sections.push_back(samplerSection<NetworkSampler, NetworkStats>("network", &printNetwork));
-    for (auto& section : makePowerSensorsSections()) sections.push_back(std::move(section));
-    return sections;
+SystemReport makeSystemReport(SamplingSession& session) {
+    SnapshotBuilder::Parts parts = session.machineParts();
+    SystemReport report;
+    auto& sections = report.sections;
+    addSourceSection(sections, "cpu", std::move(parts.cpu), &SystemSample::cpu, &printCPU);
+    addSourceSection(sections, "memory", std::move(parts.memory), &SystemSample::memory, &printMemory);
+    addSourceSection(sections, "disk", std::move(parts.disk), &SystemSample::disk, &printDisk);
+    addSourceSection(sections, "network", std::move(parts.network), &SystemSample::network, &printNetwork);
+    for (auto& section : makePowerSensorsSections(parts, session.peripherals())) sections.push_back(std::move(section));
+    report.uptime = parts.uptime;
+    return report;
 }
 
 void printCPU(const CPUStats& stats, std::ostream& out) {
-    fmt::print(out, "CPU      {} busy (user {}, system {})\n", percent(stats.totalPercent), percent(stats.userPercent),
-               percent(stats.systemPercent));
+    fmt::print(out, "CPU      {} busy (user {}, system {})\n", formatPercentSign(stats.totalPercent),
+               formatPercentSign(stats.userPercent), formatPercentSign(stats.systemPercent));
     std::string cores;
     for (size_t i = 0; i < stats.perCorePercent.size(); ++i) {
-        cores += fmt::format("{}{}: {:.1f}", i == 0 ? "" : "  ", i, stats.perCorePercent[i]);
+        cores += fmt::format("{}{}: {}", i == 0 ? "" : "  ", i, formatPercent(stats.perCorePercent[i]));
     }
     fmt::print(out, "  cores  {}\n", cores);
     for (const auto& cluster : stats.clusters) {
-        fmt::print(out, "  {:<14} {} over {} cores\n", cluster.name, percent(cluster.percent), cluster.coreIndexes.size());
+        fmt::print(out, "  {:<14} {} over {} cores\n", cluster.name, formatPercentSign(cluster.percent),
+                   cluster.coreIndexes.size());
     }
     fmt::print(out, "  load   {:.2f} {:.2f} {:.2f}\n", stats.loadAverage.one, stats.loadAverage.five,
                stats.loadAverage.fifteen);
 }
 
 void printMemory(const MemoryStats& stats, std::ostream& out) {
-    fmt::print(out, "Memory   {} used of {} ({} bytes), pressure {}, {} % available\n",
-               formatBytes(double(stats.usedBytes)), formatBytes(double(stats.totalBytes)), stats.totalBytes,
-               boost::describe::enum_to_string(stats.pressure, "?"), stats.availableLevel);
-    fmt::print(out, "  app {}  wired {}  compressed {}  cached files {}  swap used {}\n",
-               formatBytes(double(stats.appBytes)), formatBytes(double(stats.wiredBytes)),
-               formatBytes(double(stats.compressedBytes)), formatBytes(double(stats.cachedFilesBytes)),
-               formatBytes(double(stats.swapUsedBytes)));
+    fmt::print(out, "Memory   {} used of {} ({} bytes), pressure {}, {} % available\n", formatBytes(stats.usedBytes),
+               formatBytes(stats.totalBytes), stats.totalBytes, boost::describe::enum_to_string(stats.pressure, "?"),
+               stats.availableLevel);
+    fmt::print(out, "  app {}  wired {}  compressed {}  cached files {}  swap used {}\n", formatBytes(stats.appBytes),
+               formatBytes(stats.wiredBytes), formatBytes(stats.compressedBytes), formatBytes(stats.cachedFilesBytes),
+               formatBytes(stats.swapUsedBytes));
 }
 
 void printDisk(const DiskStats& stats, std::ostream& out) {
-    fmt::print(out, "Disk     read {}/s, write {}/s\n", formatBytes(stats.readBPS), formatBytes(stats.writeBPS));
+    fmt::print(out, "Disk     read {}, write {}\n", formatRate(stats.readBPS), formatRate(stats.writeBPS));
     for (const auto& volume : stats.volumes) {
-        fmt::print(out, "  {:<14} {} free of {}  ({})\n", volume.name, formatBytes(double(volume.freeBytes)),
-                   formatBytes(double(volume.totalBytes)), volume.id);
+        fmt::print(out, "  {:<14} {} free of {}  ({})\n", volume.name, formatBytes(volume.freeBytes),
+                   formatBytes(volume.totalBytes), volume.id);
     }
 }
 
 void printNetwork(const NetworkStats& stats, std::ostream& out) {
-    fmt::print(out, "Network  in {}/s, out {}/s, primary interface {}\n", formatBytes(stats.inBPS),
-               formatBytes(stats.outBPS), stats.primaryInterface.value_or("none"));
+    fmt::print(out, "Network  in {}, out {}, primary interface {}\n", formatRate(stats.inBPS), formatRate(stats.outBPS),
+               stats.primaryInterface.value_or("none"));
 }
 
-int runSystem(std::vector<SystemSection>& sections, const SystemOptions& options, std::ostream& out,
-              std::ostream& errors) {
+int runSystem(SystemReport& report, const SystemOptions& options, std::ostream& out, std::ostream& errors) {
+    auto& sections = report.sections;
     std::vector<bool> usable(sections.size(), true);
     auto readAll = [&](auto step) {
         for (size_t i = 0; i < sections.size(); ++i) {
@@ -115,22 +102,21 @@ int runSystem(std::vector<SystemSection>& sections, const SystemOptions& options
             }
         }
     };
+    SystemSample sample;
     readAll([](SystemSection& s) { s.first(); });
     std::this_thread::sleep_for(std::chrono::nanoseconds(options.interval.toNanoseconds()));
-    readAll([](SystemSection& s) { s.second(); });
+    readAll([&sample](SystemSection& s) { s.second(sample); });
+    if (std::find(usable.begin(), usable.end(), true) == usable.end()) return 1;
+    if (report.uptime) sample.uptime = report.uptime();
 
     if (options.json) {
-        boost::json::object object;
-        for (size_t i = 0; i < sections.size(); ++i) {
-            if (usable[i]) sections[i].json(object);
-        }
-        out << boost::json::serialize(object) << "\n";
+        out << json::encode(sample) << "\n";
     } else {
         for (size_t i = 0; i < sections.size(); ++i) {
-            if (usable[i]) sections[i].print(out);
+            if (usable[i] && sections[i].print) sections[i].print(sample, out);
         }
     }
-    return std::find(usable.begin(), usable.end(), true) == usable.end() ? 1 : 0;
+    return 0;
 }
 
 }  // namespace orv::cli

@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "cli/CommandLogSink.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/TopFrame.h"
@@ -136,7 +137,8 @@ void run(const TopOptions& options) {
         throw std::runtime_error("top needs a terminal; `orvantine snapshot` prints to pipes and files");
     }
     TopSort sort = sortForKey(options.sort.empty() ? 'c' : options.sort[0]).value_or(TopSort::cpu);
-    auto builder = makeSnapshotBuilder(options.helper);
+    SamplingSession session({.helper = options.helper});
+    auto builder = session.snapshotBuilder();
     auto interval = std::chrono::nanoseconds(std::llround(options.intervalSeconds * 1e9));
 
     // Log lines would land in the middle of the screen: they wait for the
@@ -165,6 +167,7 @@ void run(const TopOptions& options) {
             if (std::chrono::steady_clock::now() > next) next = std::chrono::steady_clock::now() + interval;
         }
     }
+    session.finish();
 }
 
 CommandRegistration registration(6, [](CLI::App& app) {

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
-#include <ctime>
 
 #include "cli/Format.h"
 
@@ -26,25 +24,6 @@ void sortBy(std::vector<T>& items, Figure figure, Tie tie) {
         if (a.cpuPercent != b.cpuPercent) return a.cpuPercent > b.cpuPercent;
         return tie(a, b);
     });
-}
-
-std::string optionalFigure(const std::optional<double>& value) {
-    return value ? fmt::format("{:.1f}", *value) : std::string("-");
-}
-
-std::string clockText(Date at) {
-    std::time_t seconds = std::time_t(at.unixSeconds());
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[16];
-    std::strftime(text, sizeof text, "%H:%M:%S", &local);
-    return text;
-}
-
-std::string uptimeText(Duration uptime) {
-    int64_t seconds = std::max<int64_t>(uptime.wholeSeconds(), 0);
-    int64_t days = seconds / 86400, hours = seconds / 3600 % 24, minutes = seconds / 60 % 60;
-    return days > 0 ? fmt::format("{} d {}:{:02}", days, hours, minutes) : fmt::format("{}:{:02}", hours, minutes);
 }
 
 std::string sortMark(TopSort shown, TopSort sort, const char* title) {
@@ -109,7 +88,7 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
     bool measuring = snapshot.interval == Duration::zero();
 
     lines.push_back(fmt::format("orvantine top  {}  up {}  {}  sort {}  (c m d e sort, q quits)",
-                                clockText(snapshot.at), uptimeText(s.uptime),
+                                formatLocalClock(snapshot.at), formatUptime(s.uptime),
                                 measuring ? std::string("measuring…")
                                           : fmt::format("every {:.1f} s", snapshot.interval.toSeconds()),
                                 sortName(layout.sort)));
@@ -147,9 +126,9 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
                                 sortMark(layout.sort, TopSort::energy, "ENERGY"), "PROCS", "APP", snapshot.apps.size()));
     for (size_t i = 0; i < appRows; ++i) {
         const AppAggregate& a = apps[i];
-        lines.push_back(fmt::format("{:>6.1f} {:>9} {:>11} {:>7} {:>5}  {}", a.cpuPercent, formatBytes(a.memoryBytes),
-                                    formatRate(diskRate(a.diskReadBPS, a.diskWriteBPS)), optionalFigure(a.energyImpact),
-                                    a.processCount, a.app.name));
+        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>5}  {}", formatPercent(a.cpuPercent),
+                                    formatBytes(a.memoryBytes), formatRate(diskRate(a.diskReadBPS, a.diskWriteBPS)),
+                                    formatFigure(a.energyImpact), a.processCount, a.app.name));
     }
     lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>7}  {} ({} processes)",
                                 sortMark(layout.sort, TopSort::cpu, "CPU%"),
@@ -159,9 +138,9 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
                                 snapshot.processes.size()));
     for (size_t i = 0; i < processRows && i < processes.size(); ++i) {
         const ProcessSample& p = processes[i];
-        lines.push_back(fmt::format("{:>6.1f} {:>9} {:>11} {:>7} {:>7}  {}", p.cpuPercent,
+        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>7}  {}", formatPercent(p.cpuPercent),
                                     formatBytes(p.footprintBytes), formatRate(diskRate(p.diskReadBPS, p.diskWriteBPS)),
-                                    optionalFigure(p.energyImpact), p.pid, p.name));
+                                    formatFigure(p.energyImpact), p.pid, p.name));
     }
 
     lines.resize(layout.height);

@@ -1,11 +1,14 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "cli/CommandRegistry.h"
+#include "cli/Version.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"orvantine: what this machine is doing, process by process"};
+    app.set_version_flag("--version", "orvantine " + std::string(orv::cli::version));
     app.require_subcommand(1);
     orv::cli::installCommands(app);
     try {

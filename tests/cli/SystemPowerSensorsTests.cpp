@@ -17,6 +17,7 @@
 #include "core/JsonCoding.h"
 #include "support/CommandRunner.h"
 #include "core/SensorStats.h"
+#include "core/SystemSample.h"
 #include "core/ThermalPressure.h"
 
 namespace orv {
@@ -46,31 +47,37 @@ TEST_F(SystemPowerSensors, TextHasALineForEachPart) {
 TEST_F(SystemPowerSensors, JsonMembersDecodeAsTheirRecords) {
     auto result = runOrvantine("system --interval 0.05 --json");
     ASSERT_EQ(result.status, 0) << result.out;
+    SystemSample sample;
+    ASSERT_NO_THROW(sample = json::decode<SystemSample>(result.out)) << result.out;
     auto thermal = member(result.out, "thermal");
     ASSERT_FALSE(thermal.empty()) << result.out;
-    EXPECT_NO_THROW(json::decode<ThermalPressure>(thermal));
+    EXPECT_EQ(json::decode<ThermalPressure>(thermal), sample.thermal);
     if (auto battery = member(result.out, "battery"); !battery.empty()) {
-        EXPECT_NO_THROW(json::decode<BatteryStats>(battery));
+        EXPECT_EQ(json::decode<BatteryStats>(battery), sample.battery);
     }
     if (auto gpu = member(result.out, "gpu"); !gpu.empty()) {
-        EXPECT_NO_THROW(json::decode<GPUStats>(gpu));
+        EXPECT_EQ(json::decode<GPUStats>(gpu), sample.gpu);
     }
     if (auto sensors = member(result.out, "sensors"); !sensors.empty()) {
-        EXPECT_NO_THROW(json::decode<SensorStats>(sensors));
+        EXPECT_EQ(json::decode<SensorStats>(sensors), sample.sensors);
     }
 }
 
 TEST_F(SystemPowerSensors, AMissingPartIsSaidInTextAndAbsentInJson) {
     auto text = runOrvantine("system --interval 0.05").out;
     auto object = runOrvantine("system --interval 0.05 --json").out;
+    auto sample = json::decode<SystemSample>(object);
     if (text.find("\nBattery  none\n") != std::string::npos) {
         EXPECT_TRUE(member(object, "battery").empty());
+        EXPECT_EQ(sample.battery, std::nullopt);
     }
     if (text.find("\nGPU      none\n") != std::string::npos) {
         EXPECT_TRUE(member(object, "gpu").empty());
+        EXPECT_EQ(sample.gpu, std::nullopt);
     }
     if (text.find("\nSensors  none") != std::string::npos) {
         EXPECT_TRUE(member(object, "sensors").empty());
+        EXPECT_EQ(sample.sensors, std::nullopt);
     }
 }
 

@@ -1,25 +1,35 @@
 #include <gtest/gtest.h>
 
-#include <boost/json/parse.hpp>
 #include <sstream>
 #include <stdexcept>
 
+#include "cli/SamplingSession.h"
 #include "cli/SystemView.h"
 #include "core/JsonCoding.h"
 
 namespace orv::cli {
 namespace {
 
+// A section that sets one figure of its part of the record (the CPU's
+// total share, the memory's total bytes, …) unless it fails.
 SystemSection fixedSection(std::string key, std::string text, bool fails = false) {
     SystemSection section;
     section.key = key;
     section.first = [] {};
-    section.second = [fails] {
+    section.second = [key, fails](SystemSample& sample) {
         if (fails) throw std::runtime_error("kernel(5)");
+        if (key == "cpu") sample.cpu.totalPercent = 12.5;
+        if (key == "memory") sample.memory.totalBytes = 8ull << 30;
+        if (key == "disk") sample.disk.readBPS = 1024;
+        if (key == "network") sample.network.primaryInterface = "eth0";
+        if (key == "gpu") sample.gpu = GPUStats{"Fake GPU", 30, std::nullopt};
     };
-    section.print = [text](std::ostream& out) { out << text << "\n"; };
-    section.json = [key](boost::json::object& object) { object[key] = 1; };
+    section.print = [text](const SystemSample&, std::ostream& out) { out << text << "\n"; };
     return section;
+}
+
+SystemReport report(std::vector<SystemSection> sections) {
+    return SystemReport{std::move(sections), [] { return Duration::seconds(4000); }};
 }
 
 SystemOptions quick(bool json) {
@@ -29,53 +39,69 @@ SystemOptions quick(bool json) {
     return options;
 }
 
-TEST(SystemView, JSONIsOneObjectWithAKeyPerSection) {
-    std::vector<SystemSection> sections{fixedSection("cpu", "c"), fixedSection("memory", "m"),
-                                        fixedSection("disk", "d"), fixedSection("network", "n")};
+TEST(SystemView, JSONIsTheSystemSampleRecordTheSectionsFilled) {
+    auto sections = report({fixedSection("cpu", "c"), fixedSection("memory", "m"), fixedSection("disk", "d"),
+                            fixedSection("network", "n"), fixedSection("gpu", "g")});
     std::ostringstream out, errors;
     EXPECT_EQ(runSystem(sections, quick(true), out, errors), 0);
-    auto value = boost::json::parse(out.str());
-    ASSERT_TRUE(value.is_object());
-    EXPECT_EQ(value.as_object().size(), 4u);
-    for (const char* key : {"cpu", "memory", "disk", "network"}) EXPECT_TRUE(value.as_object().contains(key)) << key;
+    SystemSample expected;
+    expected.cpu.totalPercent = 12.5;
+    expected.memory.totalBytes = 8ull << 30;
+    expected.disk.readBPS = 1024;
+    expected.network.primaryInterface = "eth0";
+    expected.gpu = GPUStats{"Fake GPU", 30, std::nullopt};
+    expected.uptime = Duration::seconds(4000);
+    EXPECT_EQ(out.str(), json::encode(expected) + "\n");
+    EXPECT_EQ(json::decode<SystemSample>(out.str()), expected);
 }
 
 TEST(SystemView, TextPrintsTheSectionsInOrder) {
-    std::vector<SystemSection> sections{fixedSection("cpu", "first"), fixedSection("memory", "second")};
+    auto sections = report({fixedSection("cpu", "first"), fixedSection("memory", "second")});
     std::ostringstream out, errors;
     runSystem(sections, quick(false), out, errors);
     EXPECT_EQ(out.str(), "first\nsecond\n");
 }
 
-TEST(SystemView, FailingSectionIsReportedAndLeftOut) {
-    std::vector<SystemSection> sections{fixedSection("cpu", "c", true), fixedSection("memory", "m")};
-    std::ostringstream out, errors;
+TEST(SystemView, FailingSectionIsReportedLeftOutOfTheTextAndKeepsTheRecordsDefault) {
+    auto sections = report({fixedSection("cpu", "c", true), fixedSection("memory", "m"), fixedSection("gpu", "g", true)});
+    std::ostringstream out, errors, text;
     EXPECT_EQ(runSystem(sections, quick(true), out, errors), 0);
-    EXPECT_EQ(errors.str(), "orvantine: cpu unavailable: kernel(5)\n");
-    auto value = boost::json::parse(out.str());
-    EXPECT_FALSE(value.as_object().contains("cpu"));
-    EXPECT_TRUE(value.as_object().contains("memory"));
+    EXPECT_EQ(errors.str(), "orvantine: cpu unavailable: kernel(5)\norvantine: gpu unavailable: kernel(5)\n");
+    auto sample = json::decode<SystemSample>(out.str());
+    EXPECT_EQ(sample.cpu, CPUStats{});
+    EXPECT_EQ(sample.memory.totalBytes, 8ull << 30);
+    EXPECT_EQ(sample.gpu, std::nullopt);
+    EXPECT_EQ(out.str().find("\"gpu\""), std::string::npos) << out.str();
+
+    auto again = report({fixedSection("cpu", "c", true), fixedSection("memory", "m")});
+    runSystem(again, quick(false), text, errors);
+    EXPECT_EQ(text.str(), "m\n");
 }
 
 TEST(SystemView, EverySectionFailingIsExitStatusOne) {
-    std::vector<SystemSection> sections{fixedSection("cpu", "c", true)};
+    auto sections = report({fixedSection("cpu", "c", true)});
     std::ostringstream out, errors;
     EXPECT_EQ(runSystem(sections, quick(false), out, errors), 1);
 }
 
+TEST(SystemView, EverySectionFailingPrintsNoRecord) {
+    auto sections = report({fixedSection("cpu", "c", true)});
+    std::ostringstream out, errors;
+    EXPECT_EQ(runSystem(sections, quick(true), out, errors), 1);
+    EXPECT_EQ(out.str(), "");
+}
+
 TEST(SystemView, RealSectionsBeginWithTheFourSystemKeys) {
-    auto sections = makeSystemSections();
+    SamplingSession session;
+    auto real = makeSystemReport(session);
+    auto& sections = real.sections;
     ASSERT_GE(sections.size(), 4u);
     EXPECT_EQ(sections[0].key, "cpu");
     EXPECT_EQ(sections[1].key, "memory");
     EXPECT_EQ(sections[2].key, "disk");
     EXPECT_EQ(sections[3].key, "network");
-}
-
-TEST(SystemView, FormatsBytesInBinaryUnits) {
-    EXPECT_EQ(formatBytes(512), "512 B");
-    EXPECT_EQ(formatBytes(1536), "1.5 KiB");
-    EXPECT_EQ(formatBytes(64.0 * 1024 * 1024), "64.0 MiB");
+    ASSERT_TRUE(real.uptime);
+    EXPECT_GT(real.uptime(), Duration::zero());
 }
 
 TEST(SystemView, PrintsNetworkWithoutPrimaryAsNone) {
@@ -88,6 +114,16 @@ TEST(SystemView, PrintsEachVolumeUnderTheDiskLine) {
     std::ostringstream out;
     printDisk(DiskStats{{VolumeStats{"U-1", "root", 1 << 30, 1 << 29}}, 0, 1024}, out);
     EXPECT_EQ(out.str(), "Disk     read 0 B/s, write 1.0 KiB/s\n  root           512.0 MiB free of 1.0 GiB  (U-1)\n");
+}
+
+// The rates go through the one rate formatter: rounded to whole bytes
+// before the unit is chosen, never negative.
+TEST(SystemView, DiskAndNetworkRatesRoundLikeEveryOtherRate) {
+    std::ostringstream disk, network;
+    printDisk(DiskStats{{}, 1023.6, -3}, disk);
+    EXPECT_EQ(disk.str(), "Disk     read 1.0 KiB/s, write 0 B/s\n");
+    printNetwork(NetworkStats{1023.6, -1, std::string("eth0")}, network);
+    EXPECT_EQ(network.str(), "Network  in 1.0 KiB/s, out 0 B/s, primary interface eth0\n");
 }
 
 }  // namespace
