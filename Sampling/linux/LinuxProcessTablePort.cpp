@@ -12,6 +12,7 @@
 
 #include "Sampling/ProcFiles.h"
 #include "Sampling/linux/ProcPath.h"
+#include "core/Logger.h"
 
 namespace orv {
 
@@ -54,6 +55,7 @@ LinuxProcessTablePort::~LinuxProcessTablePort() = default;
 void LinuxProcessTablePort::forgetInstance(Tracked& tracked) {
     tracked.files.closeAll();
     sleepProof_.forgetThreads(tracked.sleep);
+    tracked.malformedLogged = false;
 }
 
 // Reads one of a process's files. A kept descriptor that fails was opened on
@@ -88,17 +90,39 @@ bool LinuxProcessTablePort::readOwner(int32_t pid, Tracked& tracked) {
     return true;
 }
 
-bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan) {
+ProcessOutcome LinuxProcessTablePort::statMalformed(int32_t pid, Tracked& tracked, bool isNew) {
+    ++counts_.malformedStat;
+    if (!tracked.malformedLogged) {
+        tracked.malformedLogged = true;
+        static const Logger log("app.orvantine.sampling", "sampling");
+        log.error(fmt::format("proc/{}/stat did not decode; the process's reading is incomplete", pid));
+    }
+    if (isNew || tracked.instance == 0) {
+        // Nothing is known of this instance but its pid and its owner.
+        tracked.instance = 0;
+        tracked.parent = {};
+        tracked.startTicks = tracked.cpuTicks = tracked.threadCount = 0;
+        tracked.state = 0;
+        tracked.isZombie = tracked.isKernelThread = false;
+        tracked.commandLength = 0;
+        tracked.io.reset();
+        if (!readOwner(pid, tracked)) return ProcessOutcome::gone;
+    }
+    return ProcessOutcome::malformed;
+}
+
+ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan) {
     char buffer[1024];
     std::optional<ProcStat> stat;
     auto text = readCurrent(pid, tracked, File::stat, buffer, isNew, counts_.stat, [&](std::string_view read) {
-        // Same pid, another process: none of the old descriptors apply.
+        // Same pid, another process: none of the old descriptors apply. (A
+        // process whose stat never decoded has no start to compare.)
         stat = parseProcStat(read);
-        return !stat || stat->startTicks == tracked.startTicks;
+        return !stat || tracked.instance == 0 || stat->startTicks == tracked.startTicks;
     });
-    if (!text || text->empty()) return false;
+    if (!text) return ProcessOutcome::gone;
     if (isNew) stat = parseProcStat(*text);  // read afresh, or never decoded
-    if (!stat) return false;
+    if (!stat) return statMalformed(pid, tracked, isNew);
     if (isNew || tracked.instance == 0) {
         tracked.instance = ++instances_;
         tracked.io.reset();
@@ -114,8 +138,8 @@ bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, 
     tracked.commandLength = static_cast<uint8_t>(std::min(stat->command.size(), sizeof tracked.command));
     std::memcpy(tracked.command, stat->command.data(), tracked.commandLength);
     // Only the main thread changes the uid that the directory shows.
-    if (isNew || mainThreadRan) return readOwner(pid, tracked);
-    return true;
+    if ((isNew || mainThreadRan) && !readOwner(pid, tracked)) return ProcessOutcome::gone;
+    return ProcessOutcome::complete;
 }
 
 bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot) {
@@ -139,17 +163,27 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
                                                      .checking = checking_});
     uint64_t keptCPUTicks = tracked.cpuTicks, keptThreadCount = tracked.threadCount;
     std::optional<ProcIO> sleepingIO = verdict.checkingSleeper ? tracked.io : std::nullopt;
+    bool malformed = false;
     if (!verdict.asleep) {
-        if (!readStat(pid, tracked, isNew, !verdict.mainThreadSlept)) return false;
-        if (verdict.checkingSleeper && (tracked.cpuTicks != keptCPUTicks || tracked.threadCount != keptThreadCount)) {
-            sleepProof_.disprove();
+        ProcessOutcome stat = readStat(pid, tracked, isNew, !verdict.mainThreadSlept);
+        if (stat == ProcessOutcome::gone) return false;
+        malformed = stat == ProcessOutcome::malformed;
+        if (malformed) {
+            // Nothing proves sleep until a stat that decodes.
+            sched.reset();
+            tracked.sleep.threadsTrusted = false;
+        } else {
+            if (verdict.checkingSleeper &&
+                (tracked.cpuTicks != keptCPUTicks || tracked.threadCount != keptThreadCount)) {
+                sleepProof_.disprove();
+            }
+            tracked.io.reset();  // read again by readUsage, or by an asleep pass later
+            sleepProof_.watchThreads(pid, tracked.sleep, tracked.threadCount);
         }
-        tracked.io.reset();  // read again by readUsage, or by an asleep pass later
-        sleepProof_.watchThreads(pid, tracked.sleep, tracked.threadCount);
     }
     if (missing) tracked.sleep.noSchedstat = true;
     tracked.sleep.sched = sched;
-    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO};
+    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO, malformed};
     return true;
 }
 
@@ -182,12 +216,19 @@ void LinuxProcessTablePort::confirmParents() {
             slot.statWasRead = true;
             slot.asleep = false;
             child.io.reset();
-            if (!readStat(slot.pid, child, false, false)) {
+            ProcessOutcome stat = readStat(slot.pid, child, false, false);
+            if (stat == ProcessOutcome::gone) {
                 slot.tracked = nullptr;
                 dropped = true;
                 continue;
             }
-            sleepProof_.watchThreads(slot.pid, child.sleep, child.threadCount);
+            if (stat == ProcessOutcome::malformed) {
+                slot.malformed = true;
+                child.sleep.sched.reset();
+                child.sleep.threadsTrusted = false;
+            } else {
+                sleepProof_.watchThreads(slot.pid, child.sleep, child.threadCount);
+            }
             fillRow(child, slot.pid, rows_[i]);
         }
         parentPID = child.parent.parentPID;
@@ -250,6 +291,7 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
     UsageResult result{.usage = {}, .outcome = ProcessOutcome::malformed};
     if (row.slot >= slots_.size() || slots_[row.slot].pid != row.pid) return result;
     const Slot& slot = slots_[row.slot];
+    if (slot.malformed) return result;  // no CPU time to report
     Tracked& tracked = *slot.tracked;
     ProcessUsage& usage = result.usage;
     const uint64_t hz = uint64_t(options_.ticksPerSecond);

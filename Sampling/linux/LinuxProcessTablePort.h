@@ -81,6 +81,7 @@ private:
         char command[64] = {};
         uint8_t commandLength = 0;
         std::optional<ProcIO> io;  // from a pass since which it has slept
+        bool malformedLogged = false;
     };
     struct Slot {
         int32_t pid;
@@ -88,6 +89,7 @@ private:
         bool statWasRead;  // this pass; otherwise the kept figures stand
         bool asleep;       // none of its threads has run since the last pass
         std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
+        bool malformed;    // its stat did not decode this pass: the reading is incomplete
     };
 
     template <class SameInstance>
@@ -95,7 +97,10 @@ private:
                                          bool& isNew, uint64_t& count, SameInstance sameInstance);
     void forgetInstance(Tracked& tracked);
     bool readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot);
-    bool readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan);
+    // complete, gone, or malformed (the figures kept from before stand, or
+    // none when the instance is new).
+    ProcessOutcome readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan);
+    ProcessOutcome statMalformed(int32_t pid, Tracked& tracked, bool isNew);
     bool readOwner(int32_t pid, Tracked& tracked);
     void confirmParents();
     uint64_t liveInstance(int32_t pid) const;

@@ -20,7 +20,7 @@ namespace orv {
 inline void PrintTo(const LinuxProcessTablePort::ReadCounts& c, std::ostream* out) {
     *out << "{stat " << c.stat << ", statm " << c.statm << ", schedstat " << c.schedstat << ", io " << c.io
          << ", owner " << c.owner << ", listings " << c.listings << ", thread schedstat " << c.threadSchedstat
-         << ", thread listings " << c.threadListings << "}";
+         << ", thread listings " << c.threadListings << ", malformed stat " << c.malformedStat << "}";
 }
 
 inline LinuxProcessTablePort::ReadCounts operator-(const LinuxProcessTablePort::ReadCounts& a,
@@ -32,7 +32,8 @@ inline LinuxProcessTablePort::ReadCounts operator-(const LinuxProcessTablePort::
             .owner = a.owner - b.owner,
             .listings = a.listings - b.listings,
             .threadSchedstat = a.threadSchedstat - b.threadSchedstat,
-            .threadListings = a.threadListings - b.threadListings};
+            .threadListings = a.threadListings - b.threadListings,
+            .malformedStat = a.malformedStat - b.malformedStat};
 }
 
 namespace test::proc {

@@ -163,6 +163,17 @@ TEST(LinuxProcessTablePort, MalformedStatIsLoggedOncePerInstance) {
     EXPECT_EQ(capture.sink().count("proc/40/stat did not decode; the process's reading is incomplete"), 1u);
 }
 
+TEST(LinuxProcessTablePort, MalformedStatIsCountedAtEveryRead) {
+    TempDir root;
+    root.write("proc/40/stat", "40 (truncated");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 1, .schedstat = 1, .owner = 1, .listings = 1, .malformedStat = 1}));
+    counting.pass();  // nothing proves it slept: stat is read again
+    EXPECT_EQ(counting.last.malformedStat, 1u);
+}
+
 TEST(LinuxProcessTablePort, StatThatStopsDecodingKeepsTheInstanceAndIsIncompleteUntilItDecodesAgain) {
     TempDir root;
     writeInit(root);
