@@ -52,18 +52,18 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
         if (row.isZombie || row.pid < 0) continue;
         Key key{row.pid, row.startStamp};
 
-        ProcessUsage usage;
-        UsageRead outcome = UsageRead::incomplete;
+        // A skipped process is read no further: incomplete, and not refused.
+        UsageResult read{.usage = {}, .outcome = ProcessOutcome::malformed};
+        bool complete = false;
         if (!skippingUsageFor.contains(row.pid)) {
             bool refusedBefore = refused_.contains(key);
-            outcome = port_->readUsage(row, refusedBefore, usage);
-            if (outcome == UsageRead::vanished) continue;
-            if (outcome == UsageRead::refused) {
-                refused_.insert(key);
-            } else if (refusedBefore && outcome == UsageRead::complete) {
-                outcome = UsageRead::incomplete;  // a refused instance is never complete
-            }
+            read = port_->readUsage(row, refusedBefore);
+            if (read.outcome == ProcessOutcome::gone) continue;
+            if (read.outcome == ProcessOutcome::refused) refused_.insert(key);
+            // A refused instance is never complete.
+            complete = read.outcome == ProcessOutcome::complete && !refusedBefore;
         }
+        const ProcessUsage& usage = read.usage;
         seenKeys_.push_back(key);
 
         const Identity& id = identity(row, key);
@@ -79,7 +79,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
         r.diskReadBytes = usage.diskReadBytes;
         r.diskWriteBytes = usage.diskWriteBytes;
         r.energyNJ = usage.energyNJ;
-        r.isComplete = outcome == UsageRead::complete;
+        r.isComplete = complete;
         r.wakeups = usage.wakeups;
     }
 

@@ -10,6 +10,7 @@
 
 #include "core/Date.h"
 #include "core/Duration.h"
+#include "core/ProcessOutcome.h"
 
 namespace orv {
 
@@ -44,11 +45,12 @@ struct ProcessUsage {
     uint64_t wakeups = 0;
 };
 
-enum class UsageRead {
-    complete,    // every figure read
-    incomplete,  // a read failed; what was read is kept, ask again next time
-    refused,     // the kernel refused (EPERM/EACCES); never ask this instance again
-    vanished,    // the process exited between listing and reading: skip it
+// What a read of one process's usage gave: the figures read (zero where
+// not) and how it went. A reading that is not complete keeps what was read
+// before the failure (on Linux, a refused `io` still has CPU time and memory).
+struct [[nodiscard]] UsageResult {
+    ProcessUsage usage;
+    ProcessOutcome outcome = ProcessOutcome::complete;
 };
 
 // The platform's reads for ProcessSampler. Implementations: the sysctl and
@@ -64,10 +66,10 @@ public:
     // The executable's path as raw bytes, or nothing when it cannot be read.
     virtual std::optional<std::string> executablePath(const ProcessTableRow& row) = 0;
 
-    // Reads the usage figures into `usage` (zero-filled by the caller).
-    // `refusedBefore` is true for an instance that was refused earlier: the
-    // port then makes no call that was refused (macOS makes none at all).
-    virtual UsageRead readUsage(const ProcessTableRow& row, bool refusedBefore, ProcessUsage& usage) = 0;
+    // Reads the usage figures. `refusedBefore` is true for an instance that
+    // was refused earlier: the port then makes no call that was refused
+    // (macOS makes none at all) and answers `refused` again.
+    virtual UsageResult readUsage(const ProcessTableRow& row, bool refusedBefore) = 0;
 
     // A command name of this many bytes or more may have been cut by the
     // kernel (16 on macOS, 15 on Linux).

@@ -72,16 +72,18 @@ public:
         return std::string(buffer.data(), std::min<size_t>(buffer.size(), static_cast<size_t>(length)));
     }
 
-    UsageRead readUsage(const ProcessTableRow& row, bool refusedBefore, ProcessUsage& usage) override {
-        if (refusedBefore) return UsageRead::incomplete;  // never ask a refusing process again
+    UsageResult readUsage(const ProcessTableRow& row, bool refusedBefore) override {
+        // Never ask a refusing process again.
+        if (refusedBefore) return {.usage = {}, .outcome = ProcessOutcome::refused};
         std::array<uint8_t, RusageInfoLayout::size> record{};
         if (proc_pid_rusage(row.pid, RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(record.data())) != 0) {
-            return errno == EPERM ? UsageRead::refused : UsageRead::incomplete;
+            // Any other failure (the process exiting meanwhile among them)
+            // leaves the reading incomplete, asked again next time.
+            return {.usage = {}, .outcome = errno == EPERM ? ProcessOutcome::refused : ProcessOutcome::malformed};
         }
         auto decoded = decodeRusageInfoV6(record, timebase_);
-        if (!decoded) return UsageRead::incomplete;
-        usage = *decoded;
-        return UsageRead::complete;
+        if (!decoded) return {.usage = {}, .outcome = ProcessOutcome::malformed};
+        return {.usage = *decoded, .outcome = ProcessOutcome::complete};
     }
 
     size_t truncatedNameLength() const override { return 16; }

@@ -2,12 +2,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "Sampling/CgroupAppClassifier.h"
+#include "Sampling/linux/ProcPath.h"
 #include "core/FileDescriptor.h"
 
 namespace orv {
@@ -27,11 +26,9 @@ public:
 
     std::optional<std::string> cgroupFile(int32_t pid) override {
         if (!proc_.valid() || pid < 0) return std::nullopt;
-        char path[32];
-        auto [end, error] = std::to_chars(path, path + 12, pid);
-        (void)error;
-        std::memcpy(end, "/cgroup", 8);
-        FileDescriptor file(::openat(proc_.get(), path, O_RDONLY | O_CLOEXEC));
+        ProcPath path(pid, "cgroup");
+        if (!path.valid()) return std::nullopt;
+        FileDescriptor file(::openat(proc_.get(), path.c_str(), O_RDONLY | O_CLOEXEC));
         if (!file.valid()) return std::nullopt;
         // One line per hierarchy; a page holds every one of them.
         std::string text(4096, '\0');

@@ -16,7 +16,7 @@ public:
     struct Process {
         ProcessTableRow row;
         std::optional<std::string> path;
-        UsageRead answer = UsageRead::complete;
+        ProcessOutcome answer = ProcessOutcome::complete;
         ProcessUsage usage;
     };
 
@@ -57,12 +57,12 @@ public:
         return processes[row.slot].path;
     }
 
-    UsageRead readUsage(const ProcessTableRow& row, bool refusedBefore, ProcessUsage& usage) override {
+    UsageResult readUsage(const ProcessTableRow& row, bool refusedBefore) override {
         usageCalls.emplace_back(row.pid, refusedBefore);
         const auto& p = processes[row.slot];
-        if (refusedBefore) return UsageRead::incomplete;
-        if (p.answer == UsageRead::complete) usage = p.usage;
-        return p.answer;
+        if (refusedBefore) return {.usage = {}, .outcome = ProcessOutcome::refused};
+        if (p.answer == ProcessOutcome::complete) return {.usage = p.usage, .outcome = p.answer};
+        return {.usage = {}, .outcome = p.answer};
     }
 
     size_t truncatedNameLength() const override { return nameLimit; }

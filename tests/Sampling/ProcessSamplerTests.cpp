@@ -69,7 +69,7 @@ TEST(ProcessSampler, ZombiesAndNegativePidsAreSkipped) {
 TEST(ProcessSampler, ProcessThatVanishedIsSkipped) {
     Harness h;
     auto gone = FakeProcessTablePort::process(11, 1, "brief");
-    gone.answer = UsageRead::vanished;
+    gone.answer = ProcessOutcome::gone;
     h.port->processes = {gone, FakeProcessTablePort::process(12, 1, "alive")};
     auto readings = h.sampler.sampleNow();
     ASSERT_EQ(readings.size(), 1u);
@@ -88,7 +88,7 @@ TEST(ProcessSampler, NamesAndPathsAreResolvedOncePerInstance) {
 TEST(ProcessSampler, ReusedPidGetsAFreshLookupAndIsNotRefused) {
     Harness h;
     auto old = FakeProcessTablePort::process(10, 1, "old");
-    old.answer = UsageRead::refused;
+    old.answer = ProcessOutcome::refused;
     h.port->processes = {old};
     auto first = h.sampler.sampleNow();
     EXPECT_FALSE(first[0].isComplete);
@@ -106,10 +106,10 @@ TEST(ProcessSampler, ReusedPidGetsAFreshLookupAndIsNotRefused) {
 TEST(ProcessSampler, RefusedInstanceIsNeverAskedAgainWhileItLives) {
     Harness h;
     auto p = FakeProcessTablePort::process(10, 1, "root-daemon");
-    p.answer = UsageRead::refused;
+    p.answer = ProcessOutcome::refused;
     h.port->processes = {p};
     h.sampler.sampleNow();
-    h.port->processes[0].answer = UsageRead::complete;  // readable now, but stays refused
+    h.port->processes[0].answer = ProcessOutcome::complete;  // readable now, but stays refused
     auto readings = h.sampler.sampleNow();
     EXPECT_FALSE(readings[0].isComplete);
     EXPECT_EQ(readings[0].cpuTime, Duration::zero());
@@ -119,13 +119,13 @@ TEST(ProcessSampler, RefusedInstanceIsNeverAskedAgainWhileItLives) {
 TEST(ProcessSampler, OtherUsageFailureIsIncompleteAndAskedAgain) {
     Harness h;
     auto p = FakeProcessTablePort::process(10, 1, "racy");
-    p.answer = UsageRead::incomplete;
+    p.answer = ProcessOutcome::malformed;
     h.port->processes = {p};
     auto first = h.sampler.sampleNow();
     EXPECT_FALSE(first[0].isComplete);
     EXPECT_EQ(first[0].footprintBytes, 0u);
     EXPECT_EQ(h.sampler.refusedCount(), 0u);
-    h.port->processes[0].answer = UsageRead::complete;
+    h.port->processes[0].answer = ProcessOutcome::complete;
     EXPECT_TRUE(h.sampler.sampleNow()[0].isComplete);
 }
 
@@ -228,7 +228,7 @@ TEST(ProcessSampler, NameCacheUpToTwiceTheLivePopulationIsLeftAlone) {
 TEST(ProcessSampler, RefusedSetIsPrunedOncePastTheLivePopulation) {
     Harness h;
     auto refusing = population(10, 1);
-    for (auto& p : refusing) p.answer = UsageRead::refused;
+    for (auto& p : refusing) p.answer = ProcessOutcome::refused;
     h.port->processes = refusing;
     h.sampler.sampleNow();
     EXPECT_EQ(h.sampler.refusedCount(), 10u);

@@ -20,19 +20,20 @@ namespace orv {
 inline void PrintTo(const LinuxProcessTablePort::ReadCounts& c, std::ostream* out) {
     *out << "{stat " << c.stat << ", statm " << c.statm << ", schedstat " << c.schedstat << ", io " << c.io
          << ", owner " << c.owner << ", listings " << c.listings << ", thread schedstat " << c.threadSchedstat
-         << ", thread listings " << c.threadListings << "}";
+         << ", thread listings " << c.threadListings << ", malformed stat " << c.malformedStat << "}";
 }
 
 inline LinuxProcessTablePort::ReadCounts operator-(const LinuxProcessTablePort::ReadCounts& a,
                                                    const LinuxProcessTablePort::ReadCounts& b) {
-    return {a.stat - b.stat,
-            a.statm - b.statm,
-            a.schedstat - b.schedstat,
-            a.io - b.io,
-            a.owner - b.owner,
-            a.listings - b.listings,
-            a.threadSchedstat - b.threadSchedstat,
-            a.threadListings - b.threadListings};
+    return {.stat = a.stat - b.stat,
+            .statm = a.statm - b.statm,
+            .schedstat = a.schedstat - b.schedstat,
+            .io = a.io - b.io,
+            .owner = a.owner - b.owner,
+            .listings = a.listings - b.listings,
+            .threadSchedstat = a.threadSchedstat - b.threadSchedstat,
+            .threadListings = a.threadListings - b.threadListings,
+            .malformedStat = a.malformedStat - b.malformedStat};
 }
 
 namespace test::proc {

@@ -24,9 +24,10 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatDidNotRunIsReadFromSchedstatAndStat
     writeProcess(root, 42, "sleeper", 'S', 1, 250, 50, 12345);
     CountingSampler counting(fixtureOptions(root));
     auto first = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 2, 2, 2, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 2, .statm = 2, .schedstat = 2, .io = 2, .owner = 2, .listings = 1}));
     auto second = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{.statm = 2, .schedstat = 2, .listings = 1}));
     EXPECT_EQ(second, first);  // every figure kept, the readings complete
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -105,7 +106,8 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatRanIsReadWhole) {
     writeIO(root, 42, 8192, 16384);
     root.write("proc/42/schedstat", "923456 789 45\n");
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 1, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 1, .statm = 2, .schedstat = 2, .io = 1, .owner = 1, .listings = 1}));
     const auto* r = find(readings, 42);
     EXPECT_EQ(r->cpuTime, Duration::seconds(5));
     EXPECT_EQ(r->diskReadBytes, 8192u);
@@ -124,7 +126,8 @@ TEST(LinuxProcessTablePortAsleep, ProcessWithThreadsThatCannotBeListedHasItsStat
     writeStat(root, 42, "threads", 'S', 1, 350, 50, 12345, 3);
     writeIO(root, 42, 4096, 12288);
     auto readings = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{1, 2, 2, 1, 0, 1, 0, 1}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 1, .statm = 2, .schedstat = 2, .io = 1, .listings = 1, .threadListings = 1}));
     EXPECT_EQ(find(readings, 42)->cpuTime, Duration::seconds(4));
     EXPECT_EQ(find(readings, 42)->diskWriteBytes, 12288u);
 }
@@ -201,7 +204,7 @@ TEST(LinuxProcessTablePortAsleep, KernelThreadsMemoryIsNeverRead) {
     EXPECT_EQ(readings[0].footprintBytes, 0u);  // no memory of its own, whatever statm says
     EXPECT_TRUE(readings[0].isComplete);
     counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 0, 1, 0, 0, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{.schedstat = 1, .listings = 1}));
 }
 
 TEST(LinuxProcessTablePortAsleep, WithoutSchedulerStatisticsEveryPassReadsWhole) {
@@ -230,7 +233,8 @@ TEST(LinuxProcessTablePortAsleep, MissingSchedstatIsAskedForOnceAndCountsNoSwitc
     EXPECT_EQ(counting.last.schedstat, 2u);
     auto second = counting.pass();
     // Nothing shows whether the main thread ran, so the owner is read too.
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{2, 2, 0, 2, 2, 1, 0, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 2, .statm = 2, .io = 2, .owner = 2, .listings = 1}));
     EXPECT_EQ(find(second, 42)->wakeups, 0u);
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
@@ -307,7 +311,8 @@ TEST(LinuxProcessTablePortThreads, ProcessWhoseThreadsAllSleptIsReadFromSchedsta
     counting.pass();
     EXPECT_EQ(counting.last.stat, 1u);
     auto third = counting.pass();
-    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{0, 2, 2, 0, 0, 1, 2, 0}));
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .statm = 2, .schedstat = 2, .listings = 1, .threadSchedstat = 2}));
     EXPECT_EQ(third, first);
 }
 

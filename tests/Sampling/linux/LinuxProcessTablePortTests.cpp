@@ -15,6 +15,7 @@
 
 #include "Sampling/ProcessSampler.h"
 #include "Sampling/linux/LinuxProcessTablePort.h"
+#include "core/CapturingLogSink.h"
 #include "support/ProcFixture.h"
 #include "support/TempDir.h"
 
@@ -129,14 +130,70 @@ TEST(LinuxProcessTablePort, FifteenByteCommandTakesTheExecutablesName) {
     EXPECT_EQ(find(readings, 43)->name, "gnome-shell-cal");
 }
 
-TEST(LinuxProcessTablePort, MalformedStatIsSkipped) {
+TEST(LinuxProcessTablePort, MalformedStatIsAnIncompleteReadingNotAVanishedProcess) {
     TempDir root;
     root.write("proc/40/stat", "40 (truncated");
     root.write("proc/41/stat", "41 (short) S 1 1\n");
     writeProcess(root, 42, "fine", 'S', 1, 0, 0, 1);
+    ScopedLogCapture capture;
     auto readings = samplerFor(fixtureOptions(root)).sampleNow();
-    ASSERT_EQ(readings.size(), 1u);
-    EXPECT_EQ(readings[0].pid, 42);
+    ASSERT_EQ(readings.size(), 3u);
+    for (int32_t pid : {40, 41}) {
+        const auto* r = find(readings, pid);
+        ASSERT_NE(r, nullptr) << pid;
+        EXPECT_FALSE(r->isComplete);
+        EXPECT_EQ(r->uid, getuid());  // the owner of its directory
+        EXPECT_EQ(r->cpuTime, Duration::zero());
+        EXPECT_EQ(r->footprintBytes, 0u);
+    }
+    EXPECT_TRUE(find(readings, 42)->isComplete);
+}
+
+TEST(LinuxProcessTablePort, MalformedStatIsLoggedOncePerInstance) {
+    TempDir root;
+    root.write("proc/40/stat", "40 (truncated");
+    writeProcess(root, 42, "fine", 'S', 1, 0, 0, 1);
+    ScopedLogCapture capture;
+    auto sampler = samplerFor(fixtureOptions(root));
+    for (int pass = 0; pass < 3; ++pass) {
+        auto readings = sampler.sampleNow();
+        ASSERT_NE(find(readings, 40), nullptr);
+        EXPECT_FALSE(find(readings, 40)->isComplete);
+    }
+    EXPECT_EQ(capture.sink().count("proc/40/stat did not decode; the process's reading is incomplete"), 1u);
+}
+
+TEST(LinuxProcessTablePort, MalformedStatIsCountedAtEveryRead) {
+    TempDir root;
+    root.write("proc/40/stat", "40 (truncated");
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    EXPECT_EQ(counting.last, (LinuxProcessTablePort::ReadCounts{
+        .stat = 1, .schedstat = 1, .owner = 1, .listings = 1, .malformedStat = 1}));
+    counting.pass();  // nothing proves it slept: stat is read again
+    EXPECT_EQ(counting.last.malformedStat, 1u);
+}
+
+TEST(LinuxProcessTablePort, StatThatStopsDecodingKeepsTheInstanceAndIsIncompleteUntilItDecodesAgain) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "worker", 'S', 1, 250, 50, 12345);
+    auto sampler = samplerFor(fixtureOptions(root));
+    auto first = sampler.sampleNow();
+    root.write("proc/42/stat", "42 (worker) S");
+    root.write("proc/42/schedstat", "923456 789 45\n");  // it ran
+    auto second = sampler.sampleNow();
+    const auto* r = find(second, 42);
+    ASSERT_NE(r, nullptr);  // not dropped as gone
+    EXPECT_FALSE(r->isComplete);
+    EXPECT_EQ(r->name, "worker");
+    EXPECT_EQ(r->startTime, find(first, 42)->startTime);
+    EXPECT_EQ(r->cpuTime, Duration::zero());
+    writeStat(root, 42, "worker", 'S', 1, 350, 50, 12345);
+    auto third = sampler.sampleNow();
+    ASSERT_NE(find(third, 42), nullptr);
+    EXPECT_TRUE(find(third, 42)->isComplete);
+    EXPECT_EQ(find(third, 42)->cpuTime, Duration::seconds(4));
 }
 
 TEST(LinuxProcessTablePort, ReusedPidIsANewInstance) {

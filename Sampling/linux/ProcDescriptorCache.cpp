@@ -1,0 +1,68 @@
+#include "Sampling/linux/ProcDescriptorCache.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "Sampling/linux/ProcPath.h"
+
+namespace orv {
+
+namespace {
+
+constexpr std::string_view fileNames[ProcDescriptorCache::fileCount] = {"stat", "statm", "schedstat", "io"};
+
+}  // namespace
+
+ProcDescriptorCache::ProcDescriptorCache(int procDirectory, size_t budget, Open open)
+    : procDirectory_(procDirectory), budget_(budget ? budget : defaultBudget()), open_(std::move(open)) {
+    if (!open_) open_ = [](int dir, const char* path) { return ::openat(dir, path, O_RDONLY | O_CLOEXEC); };
+}
+
+size_t ProcDescriptorCache::defaultBudget() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+    if (limit.rlim_cur < limit.rlim_max) {
+        rlimit raised = limit;
+        raised.rlim_cur = limit.rlim_max;
+        if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+    }
+    return limit.rlim_cur > 512 ? size_t(limit.rlim_cur - 512) : 0;
+}
+
+Result<std::string_view> ProcDescriptorCache::reread(const Kept& kept, std::span<char> buffer) {
+    // One pread: proc regenerates the whole text for every read from
+    // offset 0, so reading on to the end would double the cost.
+    ssize_t n = ::pread(kept.get(), buffer.data(), buffer.size(), 0);
+    if (n < 0) return lastError();
+    return std::string_view(buffer.data(), size_t(n));
+}
+
+Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, File file, std::span<char> buffer) {
+    Kept& kept = files.kept[file];
+    if (kept.valid()) return reread(kept, buffer);
+    ProcPath path(pid, fileNames[file]);
+    FileDescriptor fresh(open_(procDirectory_, path.c_str()));
+    if (!fresh.valid()) return lastError();
+    ssize_t n = ::pread(fresh.get(), buffer.data(), buffer.size(), 0);
+    int error = n < 0 ? errno : 0;
+    if (kept_ < budget_) {
+        kept.fd_ = std::move(fresh);
+        kept.places_ = &kept_;
+        ++kept_;
+    }
+    if (n < 0) return errorFrom(error);
+    return std::string_view(buffer.data(), size_t(n));
+}
+
+ProcDescriptorCache::Kept ProcDescriptorCache::keep(const char* path) {
+    Kept kept;
+    if (kept_ >= budget_) return kept;
+    kept.fd_.reset(open_(procDirectory_, path));
+    if (!kept.fd_.valid()) return kept;
+    kept.places_ = &kept_;
+    ++kept_;
+    return kept;
+}
+
+}  // namespace orv

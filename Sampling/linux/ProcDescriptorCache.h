@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string_view>
+
+#include "core/FileDescriptor.h"
+#include "core/Result.h"
+
+namespace orv {
+
+// Descriptors of proc files kept open between passes, within a budget.
+// A kept file is re-read with pread at offset 0, about twice as fast as
+// open/read/close; once its process is reaped it answers ESRCH, so it never
+// reads a process that took the pid since. Beyond the budget files are
+// opened and closed per read.
+class ProcDescriptorCache {
+public:
+    // Opens `path` relative to the proc directory; a descriptor, or -1 with
+    // errno set.
+    using Open = std::function<int(int procDirectory, const char* path)>;
+
+    // A descriptor that holds one place in the budget and gives it back
+    // when it is closed.
+    class Kept {
+    public:
+        Kept() = default;
+        Kept(Kept&& other) noexcept : fd_(std::move(other.fd_)), places_(std::exchange(other.places_, nullptr)) {}
+        Kept& operator=(Kept&& other) noexcept {
+            if (this != &other) {
+                reset();
+                fd_ = std::move(other.fd_);
+                places_ = std::exchange(other.places_, nullptr);
+            }
+            return *this;
+        }
+        ~Kept() { reset(); }
+
+        bool valid() const { return fd_.valid(); }
+        int get() const { return fd_.get(); }
+        void reset() {
+            if (places_) --*places_;
+            places_ = nullptr;
+            fd_.reset();
+        }
+
+    private:
+        friend class ProcDescriptorCache;
+        FileDescriptor fd_;
+        size_t* places_ = nullptr;  // the cache's count of kept descriptors
+    };
+
+    // The per-process files the process pass reads.
+    enum File : uint8_t { stat, statm, schedstat, io };
+    static constexpr size_t fileCount = 4;
+    struct Files {
+        Kept kept[fileCount];
+        void closeAll() {
+            for (auto& file : kept) file.reset();
+        }
+    };
+
+    // `budget` 0: defaultBudget(). `procDirectory` is borrowed.
+    ProcDescriptorCache(int procDirectory, size_t budget, Open open);
+    ProcDescriptorCache(const ProcDescriptorCache&) = delete;
+    ProcDescriptorCache& operator=(const ProcDescriptorCache&) = delete;
+
+    // Reads proc/<pid>/<file> from offset 0 into `buffer`: through its kept
+    // descriptor, else opened here and kept while the budget allows.
+    Result<std::string_view> read(int32_t pid, Files& files, File file, std::span<char> buffer);
+    // Re-reads a kept descriptor from offset 0.
+    static Result<std::string_view> reread(const Kept& kept, std::span<char> buffer);
+    // Opens `path` below proc and keeps it; not valid when the budget is
+    // spent or the open failed.
+    Kept keep(const char* path);
+
+    size_t kept() const { return kept_; }
+
+    // RLIMIT_NOFILE, raised to its hard limit once, less a reserve for the
+    // rest of the program (sockets, the log, other samplers).
+    static size_t defaultBudget();
+
+private:
+    int procDirectory_;
+    size_t budget_;
+    Open open_;
+    size_t kept_ = 0;
+};
+
+}  // namespace orv
