@@ -64,4 +64,15 @@ std::optional<T> loadBigEndian(std::span<const uint8_t> bytes, std::size_t offse
     return value;
 }
 
+// An unsigned number of `width` bytes (1 to 8) stored big-endian at
+// `offset`, for formats whose field widths are themselves data (binary
+// property lists); absent when the width is out of range or the bytes end.
+inline std::optional<uint64_t> loadBigEndianOfWidth(std::span<const uint8_t> bytes, std::size_t offset,
+                                                    std::size_t width) {
+    if (width < 1 || width > sizeof(uint64_t) || !has(bytes, offset, width)) return std::nullopt;
+    uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value = (value << 8) | bytes[offset + i];
+    return value;
+}
+
 }  // namespace orv::ByteDecoding
