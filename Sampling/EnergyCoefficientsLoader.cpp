@@ -40,7 +40,7 @@ EnergyCoefficients load(const std::optional<std::string>& boardIdentifier, const
 
 EnergyCoefficients load(BoardIdentifierPort& port, const std::filesystem::path& directory) {
     std::optional<std::string> board;
-    if (auto bytes = port.readBoardIdentifier()) board = decodeBoardIdentifier(*bytes);
+    if (auto bytes = port.readBoardIdentifier()) board = BoardIdentifier::decode(*bytes);
     return load(board, directory);
 }
 

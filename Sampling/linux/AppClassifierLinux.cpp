@@ -4,11 +4,10 @@
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "Sampling/CgroupAppClassifier.h"
 #include "core/FileDescriptor.h"
+#include "core/FileReading.h"
 
 namespace orv {
 
@@ -31,14 +30,9 @@ public:
         auto [end, error] = std::to_chars(path, path + 12, pid);
         (void)error;
         std::memcpy(end, "/cgroup", 8);
-        FileDescriptor file(::openat(proc_.get(), path, O_RDONLY | O_CLOEXEC));
-        if (!file.valid()) return std::nullopt;
-        // One line per hierarchy; a page holds every one of them.
-        std::string text(4096, '\0');
-        ssize_t length = ::read(file.get(), text.data(), text.size());
-        if (length < 0) return std::nullopt;
-        text.resize(size_t(length));
-        return text;
+        auto text = FileReading::readSmallFileAt(proc_.get(), path);
+        if (!text) return std::nullopt;
+        return std::move(*text);
     }
 
     std::optional<std::string> desktopEntry(std::string_view desktopFileID) override {
@@ -46,11 +40,7 @@ public:
         if (desktopFileID.empty() || desktopFileID.find('/') != std::string_view::npos) return std::nullopt;
         std::string file = std::string(desktopFileID) + ".desktop";
         for (const char* folder : applicationFolders) {
-            std::ifstream in(root_ / folder / file, std::ios::binary);
-            if (!in) continue;
-            std::ostringstream text;
-            text << in.rdbuf();
-            return text.str();
+            if (auto text = FileReading::readSmallFile(root_ / folder / file)) return std::move(*text);
         }
         return std::nullopt;
     }

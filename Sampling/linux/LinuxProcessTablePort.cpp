@@ -136,7 +136,7 @@ bool LinuxProcessTablePort::otherThreadsSlept(Tracked& tracked) {
             forgetThreads(tracked);
             return false;
         }
-        auto sched = parseProcSchedstat({buffer, size_t(n)});
+        auto sched = ProcSchedstat::decode({buffer, size_t(n)});
         bool slept = sched && sched->isKnown() && thread.sched == sched;
         thread.sched = sched;
         if (!slept) return false;
@@ -182,7 +182,7 @@ void LinuxProcessTablePort::watchThreads(int32_t pid, Tracked& tracked) {
         char buffer[128];
         ++counts_.threadSchedstat;
         ssize_t n = ::pread(thread.schedstat.get(), buffer, sizeof buffer, 0);
-        if (n > 0) thread.sched = parseProcSchedstat({buffer, size_t(n)});
+        if (n > 0) thread.sched = ProcSchedstat::decode({buffer, size_t(n)});
     }
     tracked.threadsKnown = true;
     // Read after stat: these figures prove nothing until the next stat read.
@@ -236,7 +236,7 @@ bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, 
         result = readFile(pid, tracked, kStat, buffer, sizeof buffer);
     }
     if (result.length <= 0) return false;
-    auto stat = parseProcStat({buffer, size_t(result.length)});
+    auto stat = ProcStat::decode({buffer, size_t(result.length)});
     if (!stat) return false;
     if (!isNew && stat->startTicks != tracked.startTicks) {
         // Same pid, another process: none of the old descriptors apply.
@@ -245,7 +245,7 @@ bool LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, 
         ++counts_.stat;
         result = readFile(pid, tracked, kStat, buffer, sizeof buffer);
         if (result.length <= 0) return false;
-        stat = parseProcStat({buffer, size_t(result.length)});
+        stat = ProcStat::decode({buffer, size_t(result.length)});
         if (!stat) return false;
     }
     if (isNew || tracked.instance == 0) {
@@ -285,7 +285,7 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
             ++counts_.schedstat;
             result = readFile(pid, tracked, kSchedstat, buffer, sizeof buffer);
         }
-        if (result.length >= 0) sched = parseProcSchedstat({buffer, size_t(result.length)});
+        if (result.length >= 0) sched = ProcSchedstat::decode({buffer, size_t(result.length)});
         // A kernel built without scheduler statistics has no such file;
         // that is no fault of the process, which then counts no switches.
         missing = result.length < 0 && result.error == ENOENT;
@@ -396,7 +396,7 @@ void LinuxProcessTablePort::listPIDs() {
     if (loadavg_.valid()) {
         char buffer[128];
         ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
-        if (n > 0) now = parseProcLoadavg({buffer, size_t(n)});
+        if (n > 0) now = ProcLoadavg::decode({buffer, size_t(n)});
         // A real kernel has handed out pids and runs at least this thread.
         if (now && (now->lastPID <= 0 || now->threads == 0)) now.reset();
     }
@@ -480,7 +480,7 @@ UsageRead LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refu
         ++counts_.statm;
         ReadResult statm = readFile(row.pid, tracked, kStatm, buffer, sizeof buffer);
         if (statm.length < 0) return isGone(statm.error) ? UsageRead::vanished : UsageRead::incomplete;
-        auto memory = parseProcStatm({buffer, size_t(statm.length)});
+        auto memory = ProcStatm::decode({buffer, size_t(statm.length)});
         if (!memory) return UsageRead::incomplete;
         uint64_t anonymous =
             memory->residentPages > memory->sharedPages ? memory->residentPages - memory->sharedPages : 0;
@@ -495,7 +495,7 @@ UsageRead LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refu
             if (isRefusal(io.error)) return UsageRead::refused;
             return isGone(io.error) ? UsageRead::vanished : UsageRead::incomplete;
         }
-        tracked.io = parseProcIO({buffer, size_t(io.length)});
+        tracked.io = ProcIO::decode({buffer, size_t(io.length)});
         if (!tracked.io) return UsageRead::incomplete;
         if (slot.sleepingIO && *slot.sleepingIO != *tracked.io) schedstatTrusted_ = false;
     }
