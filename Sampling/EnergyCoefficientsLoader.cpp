@@ -23,8 +23,9 @@ std::optional<EnergyCoefficients> readFile(const std::filesystem::path& file) {
     try {
         value = PropertyList::read(file);
     } catch (const std::exception&) {
-        // A stream can throw on a candidate that is a directory or a
-        // failing disk; any read failure just moves on to the next file.
+        // A directory, a failing disk or an absurd file is absence, not an
+        // exception; should anything still throw (an allocation), the next
+        // file is tried all the same.
         return std::nullopt;
     }
     if (!value) return std::nullopt;

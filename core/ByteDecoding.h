@@ -31,19 +31,6 @@ constexpr bool has(std::span<const uint8_t> bytes, std::size_t offset, std::size
     return offset <= bytes.size() && count <= bytes.size() - offset;
 }
 
-// A T stored little-endian at `offset`, or absent when the bytes end first.
-template <class T>
-std::optional<T> loadLittleEndian(std::span<const uint8_t> bytes, std::size_t offset) {
-    static_assert(std::is_trivially_copyable_v<T>);
-    if (!has(bytes, offset, sizeof(T))) return std::nullopt;
-    T value;
-    std::memcpy(&value, bytes.data() + offset, sizeof value);
-    if constexpr (std::endian::native == std::endian::big && std::is_integral_v<T> && sizeof(T) > 1) {
-        value = byteswapped(value);
-    }
-    return value;
-}
-
 // A T in the host's order (the kernel's own structures, read on the machine
 // that wrote them), or absent when the bytes end first.
 template <class T>
@@ -52,6 +39,16 @@ std::optional<T> loadNative(std::span<const uint8_t> bytes, std::size_t offset) 
     if (!has(bytes, offset, sizeof(T))) return std::nullopt;
     T value;
     std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+// A T stored little-endian at `offset`, or absent when the bytes end first.
+template <class T>
+std::optional<T> loadLittleEndian(std::span<const uint8_t> bytes, std::size_t offset) {
+    auto value = loadNative<T>(bytes, offset);
+    if constexpr (std::endian::native == std::endian::big && std::is_integral_v<T> && sizeof(T) > 1) {
+        if (value) *value = byteswapped(*value);
+    }
     return value;
 }
 
