@@ -1,28 +1,20 @@
 #include "PrivateAPIs/AttributeText.h"
 
-#include <charconv>
+#include "core/TextDecoding.h"
 
 namespace orv::AttributeText {
 
-namespace {
-bool isBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r' || c == '\0'; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-}  // namespace
+using TextDecoding::isDigit;
 
 std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    return text;
+    // Some drivers pad an attribute with NULs as well as a newline.
+    return TextDecoding::trimIf(text, [](char c) { return c == '\0' || TextDecoding::isSpace(c); });
 }
 
 std::optional<int64_t> integer(std::string_view text) {
     text = trimmed(text);
-    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-    if (text.empty()) return std::nullopt;
-    int64_t value = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
+    if (text.starts_with('+')) text.remove_prefix(1);
+    return TextDecoding::parseNumber<int64_t>(text);
 }
 
 std::optional<int64_t> integerAt(const Attributes& attributes, std::string_view key) {

@@ -3,6 +3,8 @@
 #include <cctype>
 #include <set>
 
+#include "core/TextDecoding.h"
+
 namespace orv::BlueZDevices {
 
 namespace {
@@ -12,8 +14,6 @@ std::string upper(std::string text) {
     return text;
 }
 
-bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
-
 }  // namespace
 
 std::optional<std::string> addressInName(std::string_view name) {
@@ -22,7 +22,7 @@ std::optional<std::string> addressInName(std::string_view name) {
         bool matches = true;
         for (size_t i = 0; i < length && matches; ++i) {
             char c = name[start + i];
-            matches = (i % 3 == 2) ? c == ':' : isHex(c);
+            matches = (i % 3 == 2) ? c == ':' : TextDecoding::hexDigitValue(c) >= 0;
         }
         if (matches) return upper(std::string(name.substr(start, length)));
     }

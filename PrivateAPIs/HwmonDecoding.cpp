@@ -1,7 +1,8 @@
 #include "PrivateAPIs/HwmonDecoding.h"
 
-#include <charconv>
 #include <map>
+
+#include "core/TextDecoding.h"
 
 namespace orv::HwmonDecoding {
 
@@ -12,12 +13,11 @@ std::vector<int64_t> inputIndices(const AttributeText::Attributes& attributes, s
     std::map<int64_t, bool> found;
     for (const auto& [name, value] : attributes) {
         std::string_view key = name;
-        if (!key.starts_with(kind) || !key.ends_with("_input")) continue;
-        std::string_view digits = key.substr(kind.size(), key.size() - kind.size() - 6);
-        int64_t n = 0;
-        auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), n);
-        if (digits.empty() || error != std::errc() || end != digits.data() + digits.size()) continue;
-        found[n] = true;
+        constexpr std::string_view suffix = "_input";
+        if (!key.starts_with(kind) || !key.ends_with(suffix)) continue;
+        auto n = TextDecoding::parseNumber<int64_t>(key.substr(kind.size(), key.size() - kind.size() - suffix.size()));
+        if (!n) continue;
+        found[*n] = true;
     }
     std::vector<int64_t> out;
     for (const auto& [n, _] : found) out.push_back(n);

@@ -7,7 +7,7 @@
 
 namespace orv {
 
-std::optional<std::string> decodeBoardIdentifier(std::span<const uint8_t> bytes) {
+std::optional<std::string> BoardIdentifier::decode(std::span<const uint8_t> bytes) {
     auto end = std::find(bytes.begin(), bytes.end(), uint8_t{0});
     std::string_view identifier(reinterpret_cast<const char*>(bytes.data()), size_t(end - bytes.begin()));
     if (!isValidUtf8(identifier)) return std::nullopt;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "Sampling/SysctlDecoding.h"
+#include "core/Utf8.h"
 
 namespace orv {
 
@@ -55,7 +55,7 @@ std::optional<std::pair<int64_t, std::string>> CPUTopologyMath::clusterEntry(con
     const auto& bytes = *clusterType->data();
     auto end = std::find(bytes.begin(), bytes.end(), uint8_t(0));
     std::span<const uint8_t> text(bytes.data(), size_t(end - bytes.begin()));
-    std::string name = isValidUTF8(text) ? std::string(text.begin(), text.end()) : std::string();
+    std::string name = isValidUtf8(text) ? std::string(text.begin(), text.end()) : std::string();
     return std::pair{*number, std::move(name)};
 }
 

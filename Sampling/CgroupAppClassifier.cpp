@@ -75,7 +75,7 @@ const CgroupAppClassifier::AppName& CgroupAppClassifier::appName(const CgroupApp
     if (found != apps_.end()) return found->second;
     AppName app;
     auto text = port_->desktopEntry(owner.desktopFileID);
-    auto entry = text ? CgroupAppRule::parseDesktopEntry(*text) : std::nullopt;
+    auto entry = text ? CgroupAppRule::DesktopEntry::decode(*text) : std::nullopt;
     app.name = entry ? entry->name : CgroupAppRule::fallbackName(owner.appID);
     app.isTerminal = (entry && entry->isTerminalEmulator) || CgroupAppRule::isKnownTerminal(owner.appID);
     return apps_.emplace(owner.appID, std::move(app)).first->second;

@@ -4,21 +4,12 @@
 #include <array>
 #include <vector>
 
+#include "core/TextDecoding.h"
+
 namespace orv::CgroupAppRule {
 
 namespace {
 
-bool startsWith(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
-bool endsWith(std::string_view s, std::string_view suffix) {
-    return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
-}
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 // Splits at the dashes systemd put there; escaped dashes ("\x2d") stay
 // inside their part, still escaped.
@@ -54,16 +45,16 @@ Owner appOwner(std::string id) {
 // "app[-<launcher>]-<AppID>-<random>.scope" or
 // "app[-<launcher>]-<AppID>[@<random>].service" or "app-<AppID>.slice".
 std::optional<Owner> appUnit(std::string_view unit) {
-    if (!startsWith(unit, "app-")) return std::nullopt;
+    if (!unit.starts_with("app-")) return std::nullopt;
     std::string_view stem;
     bool hasRandom = false;
-    if (endsWith(unit, ".scope")) {
+    if (unit.ends_with(".scope")) {
         stem = unit.substr(0, unit.size() - 6);
         hasRandom = true;
-    } else if (endsWith(unit, ".service")) {
+    } else if (unit.ends_with(".service")) {
         stem = unit.substr(0, unit.size() - 8);
         if (auto at = stem.find('@'); at != std::string_view::npos) stem = stem.substr(0, at);
-    } else if (endsWith(unit, ".slice")) {
+    } else if (unit.ends_with(".slice")) {
         // A slice's dashes are its nesting: the ID is the innermost part.
         stem = unit.substr(0, unit.size() - 6);
         auto parts = dashParts(stem);
@@ -86,7 +77,7 @@ std::optional<Owner> appUnit(std::string_view unit) {
 
 // "flatpak-<AppID>-<pid>.scope", the form older Flatpak releases use.
 std::optional<Owner> flatpakUnit(std::string_view unit) {
-    if (!startsWith(unit, "flatpak-") || !endsWith(unit, ".scope")) return std::nullopt;
+    if (!unit.starts_with("flatpak-") || !unit.ends_with(".scope")) return std::nullopt;
     auto parts = dashParts(unit.substr(0, unit.size() - 6));
     if (parts.size() < 3) return std::nullopt;
     std::string id = unescape(joinDashed(parts, 1, parts.size() - 1));
@@ -100,7 +91,7 @@ bool endsWithUUID(std::string_view text) {
     std::string_view uuid = text.substr(text.size() - 37);
     for (size_t i = 0; i < uuid.size(); ++i) {
         bool dash = i == 0 || i == 9 || i == 14 || i == 19 || i == 24;
-        if (dash ? uuid[i] != '-' : hexDigit(uuid[i]) < 0) return false;
+        if (dash ? uuid[i] != '-' : TextDecoding::hexDigitValue(uuid[i]) < 0) return false;
     }
     return true;
 }
@@ -108,9 +99,9 @@ bool endsWithUUID(std::string_view text) {
 // "snap.<snap>.<app>-<uuid>.scope" or "snap.<snap>.<app>.service". Snapd
 // names the app's desktop file "<snap>_<app>.desktop", and that is its ID.
 std::optional<Owner> snapUnit(std::string_view unit) {
-    if (!startsWith(unit, "snap.")) return std::nullopt;
+    if (!unit.starts_with("snap.")) return std::nullopt;
     std::string_view stem;
-    if (endsWith(unit, ".scope")) {
+    if (unit.ends_with(".scope")) {
         stem = unit.substr(5, unit.size() - 11);
         // Snapd ends a scope with "-<uuid>", whose own dashes are not the
         // app name's (which may have dashes of its own).
@@ -121,7 +112,7 @@ std::optional<Owner> snapUnit(std::string_view unit) {
             suffix = stem.size() - dash;
         }
         stem = stem.substr(0, stem.size() - suffix);
-    } else if (endsWith(unit, ".service")) {
+    } else if (unit.ends_with(".service")) {
         stem = unit.substr(5, unit.size() - 13);
     } else {
         return std::nullopt;
@@ -131,12 +122,6 @@ std::optional<Owner> snapUnit(std::string_view unit) {
     std::string snap = unescape(stem.substr(0, dot));
     std::string app = unescape(stem.substr(dot + 1));
     return appOwner(snap + "_" + app);
-}
-
-std::string_view trim(std::string_view s) {
-    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.remove_suffix(1);
-    return s;
 }
 
 // Desktop entries escape string values as \s, \n, \t, \r and \\.
@@ -164,33 +149,16 @@ std::string unescapeValue(std::string_view value) {
 }  // namespace
 
 std::optional<std::string_view> unifiedPath(std::string_view cgroupFile) {
-    size_t start = 0;
-    while (start < cgroupFile.size()) {
-        size_t end = cgroupFile.find('\n', start);
-        if (end == std::string_view::npos) end = cgroupFile.size();
-        std::string_view line = cgroupFile.substr(start, end - start);
-        if (startsWith(line, "0::")) return line.substr(3);
-        start = end + 1;
+    // "hierarchy-ID:controllers:path" per line (cgroups(7)); the unified
+    // hierarchy is ID 0 with no controllers.
+    constexpr std::string_view unifiedPrefix = "0::";
+    for (std::string_view line : TextDecoding::Lines(cgroupFile)) {
+        if (line.starts_with(unifiedPrefix)) return line.substr(unifiedPrefix.size());
     }
     return std::nullopt;
 }
 
-std::string unescape(std::string_view unitName) {
-    std::string out;
-    out.reserve(unitName.size());
-    for (size_t i = 0; i < unitName.size(); ++i) {
-        if (unitName[i] == '\\' && i + 3 < unitName.size() && unitName[i + 1] == 'x') {
-            int high = hexDigit(unitName[i + 2]), low = hexDigit(unitName[i + 3]);
-            if (high >= 0 && low >= 0) {
-                out += char(high * 16 + low);
-                i += 3;
-                continue;
-            }
-        }
-        out += unitName[i];
-    }
-    return out;
-}
+std::string unescape(std::string_view unitName) { return TextDecoding::unescapeHex(unitName); }
 
 Owner ownerOf(std::string_view cgroupPath) {
     std::vector<std::string_view> components;
@@ -210,13 +178,13 @@ Owner ownerOf(std::string_view cgroupPath) {
         owner.kind = Owner::Kind::systemService;
         std::string_view unit = components.empty() ? "" : components.back();
         for (auto it = components.rbegin(); it != components.rend(); ++it) {
-            if (endsWith(*it, ".service") || endsWith(*it, ".scope")) {
+            if (it->ends_with(".service") || it->ends_with(".scope")) {
                 unit = *it;
                 break;
             }
         }
-        if (endsWith(unit, ".service")) unit.remove_suffix(8);
-        else if (endsWith(unit, ".scope")) unit.remove_suffix(6);
+        if (unit.ends_with(".service")) unit.remove_suffix(8);
+        else if (unit.ends_with(".scope")) unit.remove_suffix(6);
         owner.unit = unescape(unit);
         return owner;
     }
@@ -225,7 +193,7 @@ Owner ownerOf(std::string_view cgroupPath) {
     bool terminalSession = false;
     for (auto it = components.rbegin(); it != components.rend(); ++it) {
         std::string_view unit = *it;
-        if (startsWith(unit, "vte-spawn-") && endsWith(unit, ".scope")) {
+        if (unit.starts_with("vte-spawn-") && unit.ends_with(".scope")) {
             terminalSession = true;
             continue;
         }
@@ -242,35 +210,28 @@ Owner ownerOf(std::string_view cgroupPath) {
     return owner;
 }
 
-std::optional<DesktopEntry> parseDesktopEntry(std::string_view text) {
+std::optional<DesktopEntry> DesktopEntry::decode(std::string_view text) {
+    using TextDecoding::trim;
     DesktopEntry entry;
     bool inGroup = false, hasName = false;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string_view::npos) end = text.size();
-        std::string_view line = trim(text.substr(start, end - start));
-        start = end + 1;
+    for (std::string_view rawLine : TextDecoding::Lines(text)) {
+        std::string_view line = trim(rawLine);
         if (line.empty() || line.front() == '#') continue;
         if (line.front() == '[') {
             inGroup = line == "[Desktop Entry]";
             continue;
         }
         if (!inGroup) continue;
-        auto equals = line.find('=');
-        if (equals == std::string_view::npos) continue;
-        std::string_view key = trim(line.substr(0, equals));
-        std::string_view value = trim(line.substr(equals + 1));
+        auto pair = TextDecoding::splitKeyValue(line, '=');
+        if (!pair) continue;
+        std::string_view key = trim(pair->first);
+        std::string_view value = pair->second;
         if (key == "Name") {
             entry.name = unescapeValue(value);
             hasName = !entry.name.empty();
         } else if (key == "Categories") {
-            size_t from = 0;
-            while (from <= value.size()) {
-                size_t semicolon = value.find(';', from);
-                if (semicolon == std::string_view::npos) semicolon = value.size();
-                if (value.substr(from, semicolon - from) == "TerminalEmulator") entry.isTerminalEmulator = true;
-                from = semicolon + 1;
+            for (std::string_view rest = value; !rest.empty();) {
+                if (TextDecoding::takeUntil(rest, ';') == "TerminalEmulator") entry.isTerminalEmulator = true;
             }
         }
     }

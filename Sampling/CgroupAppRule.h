@@ -40,10 +40,10 @@ Owner ownerOf(std::string_view cgroupPath);
 struct DesktopEntry {
     std::string name;  // the unlocalised Name
     bool isTerminalEmulator = false;  // Categories lists TerminalEmulator
-};
 
-// Absent when the text has no [Desktop Entry] group with a Name.
-std::optional<DesktopEntry> parseDesktopEntry(std::string_view text);
+    // Absent when the text has no [Desktop Entry] group with a Name.
+    static std::optional<DesktopEntry> decode(std::string_view text);
+};
 
 // Terminal emulators known by app ID, for those whose desktop entry is
 // missing or does not say so.

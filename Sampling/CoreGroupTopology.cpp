@@ -1,25 +1,20 @@
 #include "Sampling/CoreGroupTopology.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string>
 #include <unordered_map>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
-std::optional<int64_t> parseNumber(std::string_view text) {
-    int64_t value = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || value < 0) return std::nullopt;
+// A CPU number: decimal, never negative.
+std::optional<int64_t> cpuNumber(std::string_view text) {
+    auto value = TextDecoding::parseNumber<int64_t>(text);
+    if (!value || *value < 0) return std::nullopt;
     return value;
-}
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\n' || text.front() == '\t')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\n' || text.back() == '\t')) text.remove_suffix(1);
-    return text;
 }
 
 // A kernel CPU list never spans more than the possible CPUs; this bound
@@ -46,17 +41,14 @@ std::string capacityLevelName(size_t index, size_t count) {
 
 }  // namespace
 
-std::optional<std::vector<int64_t>> parseCPUList(std::string_view text) {
-    text = trim(text);
+std::optional<std::vector<int64_t>> CPUList::decode(std::string_view text) {
+    text = TextDecoding::trim(text);
     std::vector<int64_t> cores;
-    if (text.empty()) return cores;
     while (!text.empty()) {
-        auto comma = text.find(',');
-        auto item = text.substr(0, comma);
-        text = comma == std::string_view::npos ? std::string_view{} : text.substr(comma + 1);
+        std::string_view item = TextDecoding::takeUntil(text, ',');
         auto dash = item.find('-');
-        auto first = parseNumber(item.substr(0, dash));
-        auto last = dash == std::string_view::npos ? first : parseNumber(item.substr(dash + 1));
+        auto first = cpuNumber(item.substr(0, dash));
+        auto last = dash == std::string_view::npos ? first : cpuNumber(item.substr(dash + 1));
         if (!first || !last || *last < *first || *last > maximumCPUNumber) return std::nullopt;
         for (int64_t core = *first; core <= *last; ++core) cores.push_back(core);
     }

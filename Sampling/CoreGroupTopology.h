@@ -22,8 +22,12 @@ struct CoreGroupFacts {
     std::map<int64_t, int64_t> capacities;
 };
 
-// Parses a kernel CPU list such as "0-3,8,10-11"; absent on garbage.
-std::optional<std::vector<int64_t>> parseCPUList(std::string_view text);
+// A kernel CPU list such as "0-3,8,10-11" (Documentation/admin-guide/cputopology.rst).
+struct CPUList {
+    // The CPU numbers in the list's order; empty for an empty list, absent
+    // on garbage.
+    static std::optional<std::vector<int64_t>> decode(std::string_view text);
+};
 
 // The topology from core kinds. Hybrid lists give "Performance" then
 // "Efficiency"; otherwise distinct capacities group the cores, highest

@@ -1,43 +1,34 @@
 #include "Sampling/DRMFdinfo.h"
 
-#include <charconv>
-
-#include "PrivateAPIs/AttributeText.h"
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
+// A number alone or followed by "ns", as the engine times are written.
 std::optional<uint64_t> unsignedValue(std::string_view text) {
-    text = AttributeText::trimmed(text);
-    if (text.empty()) return std::nullopt;
-    uint64_t value = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc()) return std::nullopt;
-    std::string_view unit = AttributeText::trimmed(std::string_view(end, text.data() + text.size() - end));
+    auto parsed = TextDecoding::parseNumberAndRest<uint64_t>(text);
+    if (!parsed) return std::nullopt;
+    std::string_view unit = TextDecoding::trim(parsed->second);
     if (!unit.empty() && unit != "ns") return std::nullopt;
-    return value;
+    return parsed->first;
 }
 
 }  // namespace
 
-std::optional<DRMClientUsage> DRMFdinfo::parse(std::string_view text) {
+std::optional<DRMClientUsage> DRMClientUsage::decode(std::string_view text) {
     DRMClientUsage usage;
     bool isDRM = false;
-    while (!text.empty()) {
-        size_t newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-
-        size_t colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        std::string_view key = line.substr(0, colon);
-        std::string_view value = line.substr(colon + 1);
+    for (std::string_view line : TextDecoding::Lines(text)) {
+        auto pair = TextDecoding::splitKeyValue(line);
+        if (!pair) continue;
+        auto [key, value] = *pair;
         if (key == "drm-driver") {
             isDRM = true;
-            usage.driver = std::string(AttributeText::trimmed(value));
+            usage.driver = std::string(value);
         } else if (key == "drm-pdev") {
-            usage.device = std::string(AttributeText::trimmed(value));
+            usage.device = std::string(value);
         } else if (key == "drm-client-id") {
             usage.clientID = unsignedValue(value);
         } else if (key.starts_with("drm-engine-") && !key.starts_with("drm-engine-capacity-")) {

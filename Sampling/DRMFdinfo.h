@@ -17,15 +17,12 @@ struct DRMClientUsage {
     std::string device;                   // "drm-pdev", the PCI address
     std::optional<uint64_t> clientID;     // "drm-client-id"
     uint64_t engineNanoseconds = 0;       // "drm-engine-<name>" summed over engines
+
+    // A descriptor's fdinfo text. Absent when it is not a DRM client's (no
+    // "drm-driver"). "drm-engine-capacity-*" counts engines, not time, and
+    // is not summed.
+    static std::optional<DRMClientUsage> decode(std::string_view text);
 };
-
-namespace DRMFdinfo {
-
-// Absent when the text is not a DRM client's fdinfo (no "drm-driver").
-// "drm-engine-capacity-*" counts engines, not time, and is not summed.
-std::optional<DRMClientUsage> parse(std::string_view text);
-
-}  // namespace DRMFdinfo
 
 // Per-process GPU time from the DRM clients seen in one walk. A client open
 // in several descriptors or processes (dup, fork, SCM_RIGHTS) is counted

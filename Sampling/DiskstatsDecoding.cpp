@@ -1,45 +1,36 @@
 #include "Sampling/DiskstatsDecoding.h"
 
 #include <array>
-#include <charconv>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
-enum Column { major, minor, name, readsCompleted, readsMerged, sectorsRead, timeReading,
-              writesCompleted, writesMerged, sectorsWritten, wantedColumns };
+// The columns of Documentation/admin-guide/iostats.rst, as far as we read.
+enum Column : size_t { kMajor, kMinor, kName, kReadsCompleted, kReadsMerged, kSectorsRead, kTimeReading,
+                       kWritesCompleted, kWritesMerged, kSectorsWritten, kColumnsRead };
+
+template <class T>
+bool number(std::string_view column, T& out) {
+    auto value = TextDecoding::parseNumber<T>(column);
+    if (value) out = *value;
+    return value.has_value();
+}
 
 }  // namespace
 
-void DiskstatsDecoding::entries(std::string_view text, std::vector<DiskstatsEntry>& out) {
+void DiskstatsEntry::decodeAll(std::string_view text, std::vector<DiskstatsEntry>& out) {
     out.clear();
-    while (!text.empty()) {
-        auto newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-
-        std::array<std::string_view, wantedColumns> columns;
-        size_t count = 0;
-        size_t i = 0;
-        while (count < wantedColumns) {
-            while (i < line.size() && line[i] == ' ') ++i;
-            if (i == line.size()) break;
-            size_t start = i;
-            while (i < line.size() && line[i] != ' ') ++i;
-            columns[count++] = line.substr(start, i - start);
-        }
-        if (count < wantedColumns) continue;
-
-        auto number = [](std::string_view column, auto& value) {
-            auto [end, error] = std::from_chars(column.data(), column.data() + column.size(), value);
-            return error == std::errc() && end == column.data() + column.size();
-        };
+    for (std::string_view line : TextDecoding::Lines(text)) {
+        std::array<std::string_view, kColumnsRead> columns;
+        if (TextDecoding::splitFields(line, columns) < kColumnsRead) continue;
         DiskstatsEntry entry;
-        entry.name = columns[name];
-        if (!number(columns[major], entry.major) || !number(columns[minor], entry.minor) ||
-            !number(columns[sectorsRead], entry.sectorsRead) ||
-            !number(columns[sectorsWritten], entry.sectorsWritten)) {
+        entry.name = columns[kName];
+        if (!number(columns[kMajor], entry.major) || !number(columns[kMinor], entry.minor) ||
+            !number(columns[kSectorsRead], entry.sectorsRead) ||
+            !number(columns[kSectorsWritten], entry.sectorsWritten)) {
             continue;
         }
         out.push_back(entry);

@@ -21,15 +21,15 @@ struct DiskstatsEntry {
     uint64_t bytesRead() const { return sectorsRead * 512; }
     uint64_t bytesWritten() const { return sectorsWritten * 512; }
 
-    friend bool operator==(const DiskstatsEntry&, const DiskstatsEntry&) = default;
-};
+    // Every line of the file into `out`, cleared first and kept between
+    // samples so that steady reads do not allocate. Columns, per
+    // iostats.rst: major minor name, then reads completed, reads merged,
+    // sectors read, time reading, writes completed, writes merged, sectors
+    // written, and more. A line with fewer columns, or with garbage in
+    // these, is skipped.
+    static void decodeAll(std::string_view text, std::vector<DiskstatsEntry>& out);
 
-struct DiskstatsDecoding {
-    // Columns, per iostats.rst: major minor name, then reads completed,
-    // reads merged, sectors read, time reading, writes completed, writes
-    // merged, sectors written, and more. A line with fewer columns, or with
-    // garbage in these, is skipped. `out` is cleared first.
-    static void entries(std::string_view text, std::vector<DiskstatsEntry>& out);
+    friend bool operator==(const DiskstatsEntry&, const DiskstatsEntry&) = default;
 };
 
 }  // namespace orv

@@ -23,8 +23,9 @@ std::optional<EnergyCoefficients> readFile(const std::filesystem::path& file) {
     try {
         value = PropertyList::read(file);
     } catch (const std::exception&) {
-        // A stream can throw on a candidate that is a directory or a
-        // failing disk; any read failure just moves on to the next file.
+        // A directory, a failing disk or an absurd file is absence, not an
+        // exception; should anything still throw (an allocation), the next
+        // file is tried all the same.
         return std::nullopt;
     }
     if (!value) return std::nullopt;
@@ -40,7 +41,7 @@ EnergyCoefficients load(const std::optional<std::string>& boardIdentifier, const
 
 EnergyCoefficients load(BoardIdentifierPort& port, const std::filesystem::path& directory) {
     std::optional<std::string> board;
-    if (auto bytes = port.readBoardIdentifier()) board = decodeBoardIdentifier(*bytes);
+    if (auto bytes = port.readBoardIdentifier()) board = BoardIdentifier::decode(*bytes);
     return load(board, directory);
 }
 

@@ -1,8 +1,9 @@
 #include "Sampling/GPUMath.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+
+#include "core/TextDecoding.h"
 
 namespace orv::GPUMath {
 
@@ -34,11 +35,9 @@ std::optional<int32_t> pidFromCreator(std::string_view creator) {
         digits.remove_prefix(1);
         if (!digits.empty() && (digits.front() == '-' || digits.front() == '+')) return std::nullopt;
     }
-    if (digits.empty()) return std::nullopt;
-    int32_t pid = 0;
-    auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), pid);
-    if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
-    return static_cast<int32_t>(static_cast<uint32_t>(pid) & 0x7fff'ffffu);  // sign bit cleared
+    auto pid = TextDecoding::parseNumber<int32_t>(digits);
+    if (!pid) return std::nullopt;
+    return static_cast<int32_t>(static_cast<uint32_t>(*pid) & 0x7fff'ffffu);  // sign bit cleared
 }
 
 std::optional<uint64_t> appUsageTotal(const PropertyValue& appUsage) {

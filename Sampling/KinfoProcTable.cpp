@@ -1,38 +1,33 @@
 #include "Sampling/KinfoProcTable.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
+
+#include "core/ByteDecoding.h"
 
 namespace orv {
 
-namespace {
-template <class T>
-T load(std::span<const uint8_t> bytes, size_t offset) {
-    T value;
-    std::memcpy(&value, bytes.data() + offset, sizeof value);  // both macOS targets are little-endian
-    return value;
-}
-}  // namespace
-
-std::optional<ProcessTableRow> decodeKinfoProcRow(std::span<const uint8_t> row) {
-    using L = KinfoProcLayout;
-    if (row.size() < L::rowSize) return std::nullopt;
+std::optional<ProcessTableRow> KinfoProc::decode(std::span<const uint8_t> row) {
+    using ByteDecoding::loadNative;
+    if (row.size() < rowSize) return std::nullopt;
+    // Every field lies inside the row size checked above, so no load fails.
     ProcessTableRow out;
-    int64_t seconds = load<int64_t>(row, L::startSeconds);
-    int32_t micros = load<int32_t>(row, L::startMicroseconds);
+    const int64_t seconds = *loadNative<int64_t>(row, startSeconds);
+    const int32_t micros = *loadNative<int32_t>(row, startMicroseconds);
     out.startStamp = static_cast<uint64_t>(seconds) * 1'000'000 + static_cast<uint64_t>(micros);
     out.start = Date::fromUnixSeconds(double(seconds) + double(micros) / 1'000'000.0);
-    out.isZombie = static_cast<char>(row[L::state]) == L::zombieState;
-    out.pid = load<int32_t>(row, L::pid);
-    out.uid = load<uint32_t>(row, L::effectiveUID);
-    out.parentPID = load<int32_t>(row, L::parentPID);
-    const char* command = reinterpret_cast<const char*>(row.data() + L::command);
-    out.setCommandName({command, strnlen(command, L::commandSize)});
+    out.isZombie = *loadNative<char>(row, state) == zombieState;
+    out.pid = *loadNative<int32_t>(row, pid);
+    out.uid = *loadNative<uint32_t>(row, effectiveUID);
+    out.parentPID = *loadNative<int32_t>(row, parentPID);
+    const auto commandBytes = row.subspan(command, commandSize);
+    const auto terminator = std::find(commandBytes.begin(), commandBytes.end(), uint8_t{0});
+    out.setCommandName({reinterpret_cast<const char*>(commandBytes.data()), size_t(terminator - commandBytes.begin())});
     return out;
 }
 
 size_t KinfoProcTable::read(const SysctlCall& sysctl) {
-    constexpr size_t rowSize = KinfoProcLayout::rowSize;
+    constexpr size_t rowSize = KinfoProc::rowSize;
     for (int growths = 0; growths < 3;) {
         if (!buffer_.empty()) {
             size_t size = buffer_.size();

@@ -15,7 +15,7 @@ namespace orv {
 // returns it: an array of 648-byte `struct kinfo_proc` rows. The decoding is
 // portable so that it is tested on every host with hand-built rows; the
 // Darwin port checks these offsets against the real header at compile time.
-struct KinfoProcLayout {
+struct KinfoProc {
     static constexpr size_t rowSize = 648;
     // kp_proc (struct extern_proc)
     static constexpr size_t startSeconds = 0;       // p_un.__p_starttime.tv_sec, int64
@@ -29,10 +29,10 @@ struct KinfoProcLayout {
     static constexpr size_t parentPID = 560;        // e_ppid, int32
 
     static constexpr char zombieState = 5;          // SZOMB
-};
 
-// Decodes one row; `row` must hold at least KinfoProcLayout::rowSize bytes.
-std::optional<ProcessTableRow> decodeKinfoProcRow(std::span<const uint8_t> row);
+    // One row; absent when `row` holds fewer than rowSize bytes.
+    static std::optional<ProcessTableRow> decode(std::span<const uint8_t> row);
+};
 
 // The reusable buffer of table rows and its growth rule: on ENOMEM, ask for
 // the size and grow to it plus 25 % and 16 spare rows, at most three times.
@@ -48,7 +48,7 @@ public:
     size_t read(const SysctlCall& sysctl);
 
     std::span<const uint8_t> bytes() const { return buffer_; }
-    size_t capacityRows() const { return buffer_.size() / KinfoProcLayout::rowSize; }
+    size_t capacityRows() const { return buffer_.size() / KinfoProc::rowSize; }
 
 private:
     std::vector<uint8_t> buffer_;

@@ -1,31 +1,21 @@
 #include "Sampling/MeminfoDecoding.h"
 
-#include <charconv>
-#include <cstdlib>
-#include <string>
+#include <array>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
+using TextDecoding::Lines;
+
 // A meminfo value: a number, then " kB" for sizes (the HugePages_ lines
 // are counts without a unit and are not read here).
 std::optional<uint64_t> kilobytes(std::string_view value) {
-    while (!value.empty() && value.front() == ' ') value.remove_prefix(1);
-    uint64_t number = 0;
-    auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-    if (error != std::errc()) return std::nullopt;
-    if (number > UINT64_MAX / 1024) return std::nullopt;
-    return number * 1024;
-}
-
-std::optional<double> parseDouble(std::string_view text) {
-    // strtod needs a terminated string; the value is a few characters.
-    std::string copy(text);
-    char* end = nullptr;
-    double value = std::strtod(copy.c_str(), &end);
-    if (end == copy.c_str() || *end != '\0') return std::nullopt;
-    return value;
+    auto number = TextDecoding::parseLeadingNumber<uint64_t>(value);
+    if (!number || *number > UINT64_MAX / 1024) return std::nullopt;
+    return *number * 1024;
 }
 
 }  // namespace
@@ -45,14 +35,10 @@ std::optional<Meminfo> Meminfo::decode(std::string_view text) {
         {"Inactive(file)", &Meminfo::inactiveFile}, {"SwapTotal", &Meminfo::swapTotal},
         {"SwapFree", &Meminfo::swapFree},
     };
-    while (!text.empty()) {
-        auto newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-        auto colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        auto key = line.substr(0, colon);
-        auto value = line.substr(colon + 1);
+    for (std::string_view line : Lines(text)) {
+        auto pair = TextDecoding::splitKeyValue(line);
+        if (!pair) continue;
+        auto [key, value] = *pair;
         if (key == "MemTotal") {
             auto bytes = kilobytes(value);
             if (!bytes) return std::nullopt;
@@ -90,21 +76,17 @@ VMPageCounts Meminfo::pageCounts(uint64_t pageSize) const {
 std::optional<MemoryStall> MemoryStall::decode(std::string_view text) {
     std::optional<double> some;
     std::optional<double> full;
-    while (!text.empty()) {
-        auto newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-        auto space = line.find(' ');
-        if (space == std::string_view::npos) continue;
-        auto kind = line.substr(0, space);
-        auto rest = line.substr(space + 1);
-        constexpr std::string_view avg10 = "avg10=";
-        if (rest.substr(0, avg10.size()) != avg10) continue;
-        rest.remove_prefix(avg10.size());
-        auto value = parseDouble(rest.substr(0, rest.find(' ')));
+    // "some avg10=0.00 avg60=0.00 avg300=0.00 total=0", then "full …"
+    // (Documentation/accounting/psi.rst).
+    enum Field : size_t { kind, average10, fieldsRead };
+    constexpr std::string_view avg10 = "avg10=";
+    for (std::string_view line : Lines(text)) {
+        std::array<std::string_view, fieldsRead> fields;
+        if (TextDecoding::splitFields(line, fields) < fieldsRead || !fields[average10].starts_with(avg10)) continue;
+        auto value = TextDecoding::parseNumber<double>(fields[average10].substr(avg10.size()));
         if (!value) return std::nullopt;
-        if (kind == "some") some = value;
-        else if (kind == "full") full = value;
+        if (fields[kind] == "some") some = value;
+        else if (fields[kind] == "full") full = value;
     }
     if (!some || !full) return std::nullopt;
     return MemoryStall{*some, *full};

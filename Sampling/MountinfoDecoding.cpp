@@ -2,33 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <map>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
-std::vector<std::string_view> split(std::string_view line) {
-    std::vector<std::string_view> fields;
-    size_t i = 0;
-    while (i < line.size()) {
-        while (i < line.size() && line[i] == ' ') ++i;
-        if (i == line.size()) break;
-        size_t start = i;
-        while (i < line.size() && line[i] != ' ') ++i;
-        fields.push_back(line.substr(start, i - start));
-    }
-    return fields;
-}
-
 bool isOctal(char c) { return c >= '0' && c <= '7'; }
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 // Types that never hold a user's files on a local disk.
 constexpr std::array<std::string_view, 27> excludedTypes = {
@@ -64,51 +46,38 @@ std::string MountinfoDecoding::unescapeOctal(std::string_view text) {
     return out;
 }
 
-std::string MountinfoDecoding::unescapeHex(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\\' && i + 3 < text.size() && text[i + 1] == 'x' && hexValue(text[i + 2]) >= 0 &&
-            hexValue(text[i + 3]) >= 0) {
-            out.push_back(char((hexValue(text[i + 2]) << 4) | hexValue(text[i + 3])));
-            i += 3;
-        } else {
-            out.push_back(text[i]);
-        }
-    }
-    return out;
-}
+std::string MountinfoDecoding::unescapeHex(std::string_view text) { return TextDecoding::unescapeHex(text); }
 
-std::vector<MountinfoEntry> MountinfoDecoding::entries(std::string_view text) {
+std::vector<MountinfoEntry> MountinfoEntry::decodeAll(std::string_view text) {
+    // proc(5): "mount-id parent-id major:minor root mount-point options
+    // [optional fields…] - type source super-options". Paths escape their
+    // blanks, so " - " only ever marks the end of the optional fields.
+    enum Field : size_t { kMountID, kParentID, kDevice, kRoot, kMountPoint, kOptions, kFieldsBeforeOptional };
+    enum FieldAfterSeparator : size_t { kType, kSource, kFieldsAfterSeparatorRead };
+    constexpr std::string_view separator = " - ";
+
     std::vector<MountinfoEntry> entries;
-    while (!text.empty()) {
-        auto newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-
-        // mount-id parent-id major:minor root mount-point options
-        // [optional fields…] - type source super-options
-        auto fields = split(line);
-        auto separator = std::find(fields.begin(), fields.end(), std::string_view("-"));
-        if (fields.size() < 6 || separator == fields.end() || separator - fields.begin() < 6 ||
-            fields.end() - separator < 3) {
+    for (std::string_view line : TextDecoding::Lines(text)) {
+        const auto at = line.find(separator);
+        if (at == std::string_view::npos) continue;
+        std::array<std::string_view, kFieldsBeforeOptional> fields;
+        std::array<std::string_view, kFieldsAfterSeparatorRead> after;
+        if (TextDecoding::splitFields(line.substr(0, at), fields) < kFieldsBeforeOptional ||
+            TextDecoding::splitFields(line.substr(at + separator.size()), after) < kFieldsAfterSeparatorRead) {
             continue;
         }
-        auto device = fields[2];
-        auto colon = device.find(':');
-        if (colon == std::string_view::npos) continue;
+        std::string_view minorText = fields[kDevice];
+        std::string_view majorText = TextDecoding::takeUntil(minorText, ':');
+        auto major = TextDecoding::parseNumber<uint32_t>(majorText);
+        auto minor = TextDecoding::parseNumber<uint32_t>(minorText);
+        if (!major || !minor) continue;
         MountinfoEntry entry;
-        auto [majorEnd, majorError] = std::from_chars(device.data(), device.data() + colon, entry.major);
-        auto [minorEnd, minorError] =
-            std::from_chars(device.data() + colon + 1, device.data() + device.size(), entry.minor);
-        if (majorError != std::errc() || minorError != std::errc() || majorEnd != device.data() + colon ||
-            minorEnd != device.data() + device.size()) {
-            continue;
-        }
-        entry.root = unescapeOctal(fields[3]);
-        entry.mountPoint = unescapeOctal(fields[4]);
-        entry.fileSystemType = unescapeOctal(separator[1]);
-        entry.source = unescapeOctal(separator[2]);
+        entry.major = *major;
+        entry.minor = *minor;
+        entry.root = MountinfoDecoding::unescapeOctal(fields[kRoot]);
+        entry.mountPoint = MountinfoDecoding::unescapeOctal(fields[kMountPoint]);
+        entry.fileSystemType = MountinfoDecoding::unescapeOctal(after[kType]);
+        entry.source = MountinfoDecoding::unescapeOctal(after[kSource]);
         entries.push_back(std::move(entry));
     }
     return entries;

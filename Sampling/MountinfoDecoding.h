@@ -17,13 +17,14 @@ struct MountinfoEntry {
     std::string fileSystemType;
     std::string source;
 
+    // The lines in file order; a malformed line is skipped.
+    static std::vector<MountinfoEntry> decodeAll(std::string_view text);
+
     friend bool operator==(const MountinfoEntry&, const MountinfoEntry&) = default;
 };
 
+// The escapes of mount and device names, and which mounts are volumes.
 struct MountinfoDecoding {
-    // The lines in file order; a malformed line is skipped.
-    static std::vector<MountinfoEntry> entries(std::string_view text);
-
     // The kernel writes space, tab, newline and backslash in paths as
     // octal escapes (\040, \011, \012, \134).
     static std::string unescapeOctal(std::string_view text);

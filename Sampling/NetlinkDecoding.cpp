@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-#include "Sampling/SysctlDecoding.h"
+#include "core/Utf8.h"
 
 namespace orv {
 
@@ -93,7 +93,7 @@ NetlinkDecoding::Progress NetlinkDecoding::links(std::span<const uint8_t> datagr
             if (kind == nameAttribute) {
                 auto end = std::find(value.begin(), value.end(), uint8_t(0));
                 auto bytes = value.first(size_t(end - value.begin()));
-                if (!bytes.empty() && isValidUTF8(bytes)) {
+                if (!bytes.empty() && isValidUtf8(bytes)) {
                     link.name.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
                     named = true;
                 }

@@ -1,14 +1,19 @@
 #include "Sampling/ProcFiles.h"
 
-#include <charconv>
+#include <array>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
+using TextDecoding::parseNumber;
+using TextDecoding::splitFields;
+
 // Positions in proc/<pid>/stat counted from 0 at the state field, the first
 // after the command (proc(5) numbers them from 1 at pid: state is 3).
-enum StatField : int {
+enum StatField : size_t {
     kState = 0,        // (3) state
     kParentPID = 1,    // (4) ppid
     kFlags = 6,        // (9) flags
@@ -16,40 +21,36 @@ enum StatField : int {
     kSystemTime = 12,  // (15) stime
     kThreadCount = 17, // (20) num_threads
     kStartTime = 19,   // (22) starttime
+    kStatFieldsRead,
 };
 
-bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\t'; }
+// proc/<pid>/statm, in pages: size resident shared text lib data dt.
+enum StatmField : size_t { kSize, kResident, kShared, kStatmFieldsRead };
 
-// Splits `text` on white space into at most `N` fields; returns how many.
-template <size_t N>
-size_t splitFields(std::string_view text, std::string_view (&fields)[N]) {
-    size_t count = 0, i = 0;
-    while (count < N) {
-        while (i < text.size() && isSpace(text[i])) ++i;
-        if (i >= text.size()) break;
-        size_t start = i;
-        while (i < text.size() && !isSpace(text[i])) ++i;
-        fields[count++] = text.substr(start, i - start);
-    }
-    return count;
-}
+// proc/<pid>/schedstat: run time, wait time (ns), and timeslices run.
+enum SchedstatField : size_t { kRunTime, kWaitTime, kTimeslices, kSchedstatFieldsRead };
 
+// proc/loadavg: load1 load5 load15 running/threads lastpid.
+enum LoadavgField : size_t { kLoad1, kLoad5, kLoad15, kTasks, kLastPID, kLoadavgFieldsRead };
+
+// Stores the whole of `field` as a number into `out`; false when it is not one.
 template <class T>
 bool number(std::string_view field, T& out) {
-    auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), out);
-    return error == std::errc() && end == field.data() + field.size();
+    auto value = parseNumber<T>(field);
+    if (value) out = *value;
+    return value.has_value();
 }
 
 }  // namespace
 
-std::optional<ProcStat> parseProcStat(std::string_view text) {
+std::optional<ProcStat> ProcStat::decode(std::string_view text) {
     auto open = text.find('(');
     auto close = text.rfind(')');
     if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
     ProcStat stat;
     stat.command = text.substr(open + 1, close - open - 1);
-    std::string_view fields[kStartTime + 1];
-    if (splitFields(text.substr(close + 1), fields) <= kStartTime) return std::nullopt;
+    std::array<std::string_view, kStatFieldsRead> fields;
+    if (splitFields(text.substr(close + 1), fields) < kStatFieldsRead) return std::nullopt;
     if (fields[kState].size() != 1) return std::nullopt;
     stat.state = fields[kState][0];
     if (!number(fields[kParentPID], stat.parentPID) || !number(fields[kFlags], stat.flags) ||
@@ -60,26 +61,23 @@ std::optional<ProcStat> parseProcStat(std::string_view text) {
     return stat;
 }
 
-std::optional<ProcStatm> parseProcStatm(std::string_view text) {
-    // size resident shared text lib data dt, in pages
-    std::string_view fields[3];
-    if (splitFields(text, fields) < 3) return std::nullopt;
+std::optional<ProcStatm> ProcStatm::decode(std::string_view text) {
+    std::array<std::string_view, kStatmFieldsRead> fields;
+    if (splitFields(text, fields) < kStatmFieldsRead) return std::nullopt;
     ProcStatm statm;
-    if (!number(fields[1], statm.residentPages) || !number(fields[2], statm.sharedPages)) return std::nullopt;
+    if (!number(fields[kResident], statm.residentPages) || !number(fields[kShared], statm.sharedPages)) {
+        return std::nullopt;
+    }
     return statm;
 }
 
-std::optional<ProcIO> parseProcIO(std::string_view text) {
+std::optional<ProcIO> ProcIO::decode(std::string_view text) {
     ProcIO io;
     bool sawRead = false, sawWrite = false;
-    while (!text.empty()) {
-        auto end = text.find('\n');
-        std::string_view line = text.substr(0, end);
-        text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
-        auto colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        std::string_view key = line.substr(0, colon), value = line.substr(colon + 1);
-        while (!value.empty() && value.front() == ' ') value.remove_prefix(1);
+    for (std::string_view line : TextDecoding::Lines(text)) {
+        auto pair = TextDecoding::splitKeyValue(line);
+        if (!pair) continue;
+        auto [key, value] = *pair;
         if (key == "read_bytes") sawRead = number(value, io.readBytes);
         else if (key == "write_bytes") sawWrite = number(value, io.writeBytes);
     }
@@ -87,23 +85,23 @@ std::optional<ProcIO> parseProcIO(std::string_view text) {
     return io;
 }
 
-std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text) {
-    std::string_view fields[3];
+std::optional<ProcSchedstat> ProcSchedstat::decode(std::string_view text) {
+    std::array<std::string_view, kSchedstatFieldsRead> fields;
     ProcSchedstat sched;
-    if (splitFields(text, fields) < 3 || !number(fields[0], sched.runNanoseconds) ||
-        !number(fields[1], sched.waitNanoseconds) || !number(fields[2], sched.runCount)) {
+    if (splitFields(text, fields) < kSchedstatFieldsRead || !number(fields[kRunTime], sched.runNanoseconds) ||
+        !number(fields[kWaitTime], sched.waitNanoseconds) || !number(fields[kTimeslices], sched.runCount)) {
         return std::nullopt;
     }
     return sched;
 }
 
-std::optional<ProcLoadavg> parseProcLoadavg(std::string_view text) {
-    std::string_view fields[5];
-    if (splitFields(text, fields) < 5) return std::nullopt;
-    auto slash = fields[3].find('/');
+std::optional<ProcLoadavg> ProcLoadavg::decode(std::string_view text) {
+    std::array<std::string_view, kLoadavgFieldsRead> fields;
+    if (splitFields(text, fields) < kLoadavgFieldsRead) return std::nullopt;
+    auto slash = fields[kTasks].find('/');
     if (slash == std::string_view::npos) return std::nullopt;
     ProcLoadavg loadavg;
-    if (!number(fields[3].substr(slash + 1), loadavg.threads) || !number(fields[4], loadavg.lastPID)) {
+    if (!number(fields[kTasks].substr(slash + 1), loadavg.threads) || !number(fields[kLastPID], loadavg.lastPID)) {
         return std::nullopt;
     }
     return loadavg;

@@ -6,9 +6,9 @@
 
 namespace orv {
 
-// Parsers of the per-process files under Linux's proc/<pid>/ (see proc(5)).
-// Each takes the file's bytes and returns the fields or nothing when the
-// text is short or malformed; none does I/O.
+// Decoders of the per-process files under Linux's proc/<pid>/ (see proc(5)).
+// Each `decode` takes the file's bytes and returns the fields or nothing
+// when the text is short or malformed; none does I/O.
 
 struct ProcStat {
     std::string_view command;  // between the first '(' and the last ')'
@@ -25,24 +25,27 @@ struct ProcStat {
     // A dead main thread shows 'Z' while the process's other threads run;
     // only a process with no other thread left is a zombie.
     bool isZombie() const { return (state == 'Z' || state == 'X') && threadCount <= 1; }
-};
 
-// proc/<pid>/stat. The command may hold spaces and parentheses, so the
-// fields are counted from the last ')'.
-std::optional<ProcStat> parseProcStat(std::string_view text);
+    // proc/<pid>/stat. The command may hold spaces and parentheses, so the
+    // fields are counted from the last ')'.
+    static std::optional<ProcStat> decode(std::string_view text);
+};
 
 struct ProcStatm {
     uint64_t residentPages = 0;
     uint64_t sharedPages = 0;  // resident file-backed and shared-memory pages
+
+    static std::optional<ProcStatm> decode(std::string_view text);
 };
-std::optional<ProcStatm> parseProcStatm(std::string_view text);
 
 struct ProcIO {
     uint64_t readBytes = 0;   // read_bytes: what reached the block layer
     uint64_t writeBytes = 0;  // write_bytes
     bool operator==(const ProcIO&) const = default;
+
+    // Absent unless both lines are there and numbers.
+    static std::optional<ProcIO> decode(std::string_view text);
 };
-std::optional<ProcIO> parseProcIO(std::string_view text);
 
 // proc/<pid>/schedstat, which describes the main thread only. A kernel
 // without scheduler statistics writes "0 0 0" for every task.
@@ -53,8 +56,9 @@ struct ProcSchedstat {
 
     bool isKnown() const { return runNanoseconds != 0 || runCount != 0; }
     bool operator==(const ProcSchedstat&) const = default;
+
+    static std::optional<ProcSchedstat> decode(std::string_view text);
 };
-std::optional<ProcSchedstat> parseProcSchedstat(std::string_view text);
 
 // proc/loadavg's task figures: "<load1> <load5> <load15> <running>/<threads>
 // <last pid>". The last pid is the one most recently handed out in the
@@ -63,7 +67,8 @@ struct ProcLoadavg {
     uint64_t threads = 0;
     int64_t lastPID = 0;
     bool operator==(const ProcLoadavg&) const = default;
+
+    static std::optional<ProcLoadavg> decode(std::string_view text);
 };
-std::optional<ProcLoadavg> parseProcLoadavg(std::string_view text);
 
 }  // namespace orv

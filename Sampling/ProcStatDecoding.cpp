@@ -1,48 +1,43 @@
 #include "Sampling/ProcStatDecoding.h"
 
 #include <array>
-#include <charconv>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
-enum Column { user, nice, system, idle, iowait, irq, softirq, steal, guest, guestNice, columnCount };
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+// The fields of a `cpuN` line: its name, then the columns of proc(5).
+enum Field : size_t { kName, kUser, kNice, kSystem, kIdle, kIowait, kIrq, kSoftirq, kSteal, kGuest, kGuestNice, kFieldCount };
+// Kernels before 2.6 print user, nice, system and idle only.
+constexpr size_t kMinimumFields = kIdle + 1;
 
 }  // namespace
 
-std::optional<std::vector<ProcStatCore>> ProcStatDecoding::cores(std::string_view text) {
+std::optional<std::vector<ProcStatCore>> ProcStatCore::decodeAll(std::string_view text) {
+    using TextDecoding::parseNumber;
     std::vector<ProcStatCore> cores;
-    while (!text.empty()) {
-        auto newline = text.find('\n');
-        std::string_view line = text.substr(0, newline);
-        text = newline == std::string_view::npos ? std::string_view{} : text.substr(newline + 1);
-        if (line.size() < 4 || line.substr(0, 3) != "cpu" || !isDigit(line[3])) continue;
+    for (std::string_view line : TextDecoding::Lines(text)) {
+        if (line.size() < 4 || !line.starts_with("cpu") || !TextDecoding::isDigit(line[3])) continue;
 
-        const char* p = line.data() + 3;
-        const char* end = line.data() + line.size();
+        std::array<std::string_view, kFieldCount> fields;
+        const size_t count = TextDecoding::splitFields(line, fields);
         ProcStatCore core;
-        auto [afterNumber, numberError] = std::from_chars(p, end, core.number);
-        if (numberError != std::errc()) return std::nullopt;
-        p = afterNumber;
+        auto number = parseNumber<int64_t>(fields[kName].substr(3));
+        if (!number || count < kMinimumFields) return std::nullopt;
+        core.number = *number;
 
-        std::array<uint64_t, columnCount> values{};
-        size_t read = 0;
-        while (read < columnCount) {
-            while (p < end && *p == ' ') ++p;
-            if (p == end) break;
-            auto [next, error] = std::from_chars(p, end, values[read]);
-            if (error != std::errc()) return std::nullopt;
-            p = next;
-            ++read;
+        std::array<uint64_t, kFieldCount> values{};
+        for (size_t field = kUser; field < count; ++field) {
+            auto value = parseNumber<uint64_t>(fields[field]);
+            if (!value) return std::nullopt;
+            values[field] = *value;
         }
-        if (read < 4) return std::nullopt;
-        core.ticks.user = values[user];
-        core.ticks.nice = values[nice];
-        core.ticks.system = values[system] + values[irq] + values[softirq];
-        core.ticks.idle = values[idle] + values[iowait];
+        core.ticks.user = values[kUser];
+        core.ticks.nice = values[kNice];
+        core.ticks.system = values[kSystem] + values[kIrq] + values[kSoftirq];
+        core.ticks.idle = values[kIdle] + values[kIowait];
         cores.push_back(core);
     }
     if (cores.empty()) return std::nullopt;

@@ -15,10 +15,6 @@ struct ProcStatCore {
     int64_t number = 0;  // the N of cpuN
     CPUTicks ticks;
 
-    friend bool operator==(const ProcStatCore&, const ProcStatCore&) = default;
-};
-
-struct ProcStatDecoding {
     // The `cpuN` lines in file order (the kernel lists only online cores).
     // Columns, per proc(5): user nice system idle iowait irq softirq steal
     // guest guest_nice. user → user, nice → nice, system + irq + softirq →
@@ -26,7 +22,9 @@ struct ProcStatDecoding {
     // guest is already inside user, so both are left out. Kernels before
     // 2.6 print only the first four. Absent when a cpuN line has fewer than
     // four numbers or no cpuN line exists.
-    static std::optional<std::vector<ProcStatCore>> cores(std::string_view text);
+    static std::optional<std::vector<ProcStatCore>> decodeAll(std::string_view text);
+
+    friend bool operator==(const ProcStatCore&, const ProcStatCore&) = default;
 };
 
 }  // namespace orv

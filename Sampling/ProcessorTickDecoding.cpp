@@ -2,8 +2,8 @@
 
 namespace orv {
 
-std::optional<std::vector<CPUTicks>> ProcessorTickDecoding::ticks(std::span<const uint32_t> words,
-                                                                  size_t processorCount) {
+std::optional<std::vector<CPUTicks>> ProcessorLoadInfo::decode(std::span<const uint32_t> words,
+                                                               size_t processorCount) {
     if (processorCount > words.size() / statesPerProcessor) return std::nullopt;
     std::vector<CPUTicks> ticks;
     ticks.reserve(processorCount);

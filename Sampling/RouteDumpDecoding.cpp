@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "Sampling/SysctlDecoding.h"
+#include "core/Utf8.h"
 
 namespace orv {
 
@@ -36,7 +36,7 @@ void RouteDumpDecoding::interfaces(std::span<const uint8_t> dump, const IndexToN
             const size_t nameLength = link[linkNameLengthOffset];
             if (link[linkFamilyOffset] == linkFamily && nameLength != 0 && link.size() >= nameLength + linkNameOffset) {
                 auto bytes = link.subspan(linkNameOffset, nameLength);
-                if (isValidUTF8(bytes)) name = std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+                if (isValidUtf8(bytes)) name = std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
             }
         }
         if (!name && indexToName) name = indexToName(index);

@@ -1,30 +1,23 @@
 #include "Sampling/RusageInfo.h"
 
-#include <cstring>
+#include "core/ByteDecoding.h"
 
 namespace orv {
 
-namespace {
-uint64_t load(std::span<const uint8_t> bytes, size_t offset) {
-    uint64_t value;
-    std::memcpy(&value, bytes.data() + offset, sizeof value);
-    return value;
-}
-}  // namespace
-
-std::optional<ProcessUsage> decodeRusageInfoV6(std::span<const uint8_t> record, const MachTimebase& timebase) {
-    using L = RusageInfoLayout;
-    if (record.size() < L::size) return std::nullopt;
+std::optional<ProcessUsage> RusageInfoV6::decode(std::span<const uint8_t> record, const MachTimebase& timebase) {
+    if (record.size() < size) return std::nullopt;
+    // Every counter lies inside the size checked above, so no load fails.
+    auto counter = [&](size_t offset) { return *ByteDecoding::loadNative<uint64_t>(record, offset); };
     ProcessUsage usage;
     // Two counters that each fit 64 bits may not together; the sum wraps no
     // further than the conversion, which checks its own overflow.
-    uint64_t ticks = load(record, L::userTime) + load(record, L::systemTime);
+    uint64_t ticks = counter(userTime) + counter(systemTime);
     usage.cpuTime = timebase.duration(ticks);
-    usage.footprintBytes = load(record, L::physFootprint);
-    usage.diskReadBytes = load(record, L::diskBytesRead);
-    usage.diskWriteBytes = load(record, L::diskBytesWritten);
-    usage.energyNJ = load(record, L::billedEnergy);
-    usage.wakeups = load(record, L::idleWakeups) + load(record, L::interruptWakeups);  // wraps, as specified
+    usage.footprintBytes = counter(physFootprint);
+    usage.diskReadBytes = counter(diskBytesRead);
+    usage.diskWriteBytes = counter(diskBytesWritten);
+    usage.energyNJ = counter(billedEnergy);
+    usage.wakeups = counter(idleWakeups) + counter(interruptWakeups);  // wraps, as specified
     return usage;
 }
 

@@ -13,7 +13,7 @@ namespace orv {
 // The fields we take from macOS's `struct rusage_info_v6` (464 bytes), as
 // proc_pid_rusage(pid, RUSAGE_INFO_V6, …) fills it. Checked against the real
 // header by the Darwin port at compile time.
-struct RusageInfoLayout {
+struct RusageInfoV6 {
     static constexpr size_t size = 464;
     static constexpr size_t userTime = 16;            // ri_user_time, Mach ticks
     static constexpr size_t systemTime = 24;          // ri_system_time, Mach ticks
@@ -25,9 +25,9 @@ struct RusageInfoLayout {
     // The billed energy, not the newer ri_energy_nj: billed energy charges a
     // process for work done on its behalf, which is what the monitor shows.
     static constexpr size_t billedEnergy = 264;       // ri_billed_energy, nJ
-};
 
-// The usage figures of one record; nothing when it is shorter than 464 bytes.
-std::optional<ProcessUsage> decodeRusageInfoV6(std::span<const uint8_t> record, const MachTimebase& timebase);
+    // The usage figures of one record; nothing when it is shorter than 464 bytes.
+    static std::optional<ProcessUsage> decode(std::span<const uint8_t> record, const MachTimebase& timebase);
+};
 
 }  // namespace orv

@@ -5,17 +5,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace orv::FileReading {
 
 namespace {
 
-Result<std::string> readAll(FileDescriptor fd) {
+Result<std::string> readAll(FileDescriptor fd, size_t limit) {
     std::string contents;
     char chunk[4096];
-    for (;;) {
-        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+    while (contents.size() < limit) {
+        const ssize_t got = ::read(fd.get(), chunk, std::min(sizeof chunk, limit - contents.size()));
         if (got < 0) {
             if (errno == EINTR) continue;
             return lastError();
@@ -23,20 +24,21 @@ Result<std::string> readAll(FileDescriptor fd) {
         if (got == 0) return contents;
         contents.append(chunk, size_t(got));
     }
+    return contents;
 }
 
 }  // namespace
 
-Result<std::string> readSmallFile(const std::filesystem::path& path) {
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+Result<std::string> readSmallFile(const std::filesystem::path& path, size_t limit) {
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) return lastError();
-    return readAll(std::move(fd));
+    return readAll(std::move(fd), limit);
 }
 
-Result<std::string> readSmallFileAt(int directory, const char* relative) {
-    FileDescriptor fd(::openat(directory, relative, O_RDONLY | O_CLOEXEC));
+Result<std::string> readSmallFileAt(int directory, const char* relative, size_t limit) {
+    FileDescriptor fd(::openat(directory, relative, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) return lastError();
-    return readAll(std::move(fd));
+    return readAll(std::move(fd), limit);
 }
 
 Result<std::string_view> preadWhole(int fd, std::string& buffer) {

@@ -1,31 +1,25 @@
 #include "helper/HelperOptions.h"
 
-#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <utility>
+
+#include "core/TextDecoding.h"
 
 namespace orv {
 
 namespace {
 
 std::optional<Duration> seconds(std::string_view text) {
-    // strtod, not from_chars: not every C++ library parses doubles there.
-    const std::string copy(text);
-    char* end = nullptr;
-    const double value = std::strtod(copy.c_str(), &end);
-    if (copy.empty() || end != copy.c_str() + copy.size() || !std::isfinite(value) || value < 0 || value > 1e6) {
-        return std::nullopt;
-    }
-    return Duration::nanoseconds(int64_t(std::llround(value * 1e9)));
+    const auto value = TextDecoding::parseNumber<double>(text);
+    if (!value || !std::isfinite(*value) || *value < 0 || *value > 1e6) return std::nullopt;
+    return Duration::nanoseconds(int64_t(std::llround(*value * 1e9)));
 }
 
 std::optional<unsigned> octalMode(std::string_view text) {
-    unsigned value = 0;
-    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value, 8);
-    if (ec != std::errc() || end != text.data() + text.size() || value > 0777) return std::nullopt;
+    const auto value = TextDecoding::parseNumber<unsigned>(text, 8);
+    if (!value || *value > 0777) return std::nullopt;
     return value;
 }
 

@@ -1,35 +1,20 @@
 #include "PrivateAPIs/linux/AttributeDirectory.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
+
+#include "core/FileReading.h"
 
 namespace orv::AttributeDirectory {
 
 namespace {
-// Attribute files are a page at most; anything longer is not one.
+// Attribute files are a page at most; a read stops here whatever the file holds.
 constexpr size_t maximumAttributeSize = 64 * 1024;
 }  // namespace
 
 std::optional<std::string> read(const std::filesystem::path& file) {
-    int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return std::nullopt;
-    std::string text;
-    char buffer[4096];
-    bool failed = false;
-    while (text.size() < maximumAttributeSize) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n < 0) {
-            failed = true;
-            break;
-        }
-        if (n == 0) break;
-        text.append(buffer, static_cast<size_t>(n));
-    }
-    ::close(fd);
-    if (failed) return std::nullopt;
-    return std::string(AttributeText::trimmed(text));
+    auto text = FileReading::readSmallFile(file, maximumAttributeSize);
+    if (!text) return std::nullopt;
+    return std::string(AttributeText::trimmed(*text));
 }
 
 AttributeText::Attributes readAll(const std::filesystem::path& folder) {

@@ -50,7 +50,7 @@ public:
         ProcessorInfoBuffer buffer(info, infoCount);
         if (result != KERN_SUCCESS || info == nullptr) throw SamplingError::kernel(result);
         if (processors == 0) return {};
-        auto ticks = ProcessorTickDecoding::ticks(buffer.words(), processors);
+        auto ticks = ProcessorLoadInfo::decode(buffer.words(), processors);
         if (!ticks) throw SamplingError::kernel(KERN_INVALID_VALUE);
         return std::move(*ticks);
     }

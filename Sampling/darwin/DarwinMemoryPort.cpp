@@ -51,8 +51,8 @@ public:
     }
 
     uint64_t readSwapUsed() override {
-        auto bytes = SysctlReader::bytes("vm.swapusage", SysctlDecoding::swapUsageSize);
-        auto used = SysctlDecoding::swapUsed(bytes);
+        auto bytes = SysctlReader::bytes("vm.swapusage", SwapUsage::size);
+        auto used = SwapUsage::decode(bytes);
         if (!used) throw SamplingError::sysctl("vm.swapusage", EINVAL);
         return *used;
     }

@@ -18,26 +18,26 @@
 
 namespace orv {
 
-static_assert(sizeof(kinfo_proc) == KinfoProcLayout::rowSize);
-static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_sec) == KinfoProcLayout::startSeconds);
-static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_usec) == KinfoProcLayout::startMicroseconds);
-static_assert(offsetof(kinfo_proc, kp_proc.p_stat) == KinfoProcLayout::state);
-static_assert(offsetof(kinfo_proc, kp_proc.p_pid) == KinfoProcLayout::pid);
-static_assert(offsetof(kinfo_proc, kp_proc.p_comm) == KinfoProcLayout::command);
-static_assert(sizeof(kinfo_proc::kp_proc.p_comm) == KinfoProcLayout::commandSize);
-static_assert(offsetof(kinfo_proc, kp_eproc.e_ucred.cr_uid) == KinfoProcLayout::effectiveUID);
-static_assert(offsetof(kinfo_proc, kp_eproc.e_ppid) == KinfoProcLayout::parentPID);
-static_assert(SZOMB == KinfoProcLayout::zombieState);
+static_assert(sizeof(kinfo_proc) == KinfoProc::rowSize);
+static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_sec) == KinfoProc::startSeconds);
+static_assert(offsetof(kinfo_proc, kp_proc.p_un.__p_starttime.tv_usec) == KinfoProc::startMicroseconds);
+static_assert(offsetof(kinfo_proc, kp_proc.p_stat) == KinfoProc::state);
+static_assert(offsetof(kinfo_proc, kp_proc.p_pid) == KinfoProc::pid);
+static_assert(offsetof(kinfo_proc, kp_proc.p_comm) == KinfoProc::command);
+static_assert(sizeof(kinfo_proc::kp_proc.p_comm) == KinfoProc::commandSize);
+static_assert(offsetof(kinfo_proc, kp_eproc.e_ucred.cr_uid) == KinfoProc::effectiveUID);
+static_assert(offsetof(kinfo_proc, kp_eproc.e_ppid) == KinfoProc::parentPID);
+static_assert(SZOMB == KinfoProc::zombieState);
 
-static_assert(sizeof(rusage_info_v6) == RusageInfoLayout::size);
-static_assert(offsetof(rusage_info_v6, ri_user_time) == RusageInfoLayout::userTime);
-static_assert(offsetof(rusage_info_v6, ri_system_time) == RusageInfoLayout::systemTime);
-static_assert(offsetof(rusage_info_v6, ri_pkg_idle_wkups) == RusageInfoLayout::idleWakeups);
-static_assert(offsetof(rusage_info_v6, ri_interrupt_wkups) == RusageInfoLayout::interruptWakeups);
-static_assert(offsetof(rusage_info_v6, ri_phys_footprint) == RusageInfoLayout::physFootprint);
-static_assert(offsetof(rusage_info_v6, ri_diskio_bytesread) == RusageInfoLayout::diskBytesRead);
-static_assert(offsetof(rusage_info_v6, ri_diskio_byteswritten) == RusageInfoLayout::diskBytesWritten);
-static_assert(offsetof(rusage_info_v6, ri_billed_energy) == RusageInfoLayout::billedEnergy);
+static_assert(sizeof(rusage_info_v6) == RusageInfoV6::size);
+static_assert(offsetof(rusage_info_v6, ri_user_time) == RusageInfoV6::userTime);
+static_assert(offsetof(rusage_info_v6, ri_system_time) == RusageInfoV6::systemTime);
+static_assert(offsetof(rusage_info_v6, ri_pkg_idle_wkups) == RusageInfoV6::idleWakeups);
+static_assert(offsetof(rusage_info_v6, ri_interrupt_wkups) == RusageInfoV6::interruptWakeups);
+static_assert(offsetof(rusage_info_v6, ri_phys_footprint) == RusageInfoV6::physFootprint);
+static_assert(offsetof(rusage_info_v6, ri_diskio_bytesread) == RusageInfoV6::diskBytesRead);
+static_assert(offsetof(rusage_info_v6, ri_diskio_byteswritten) == RusageInfoV6::diskBytesWritten);
+static_assert(offsetof(rusage_info_v6, ri_billed_energy) == RusageInfoV6::billedEnergy);
 
 namespace {
 
@@ -59,7 +59,7 @@ public:
         rows_.reserve(count);
         auto bytes = table_.bytes();
         for (size_t i = 0; i < count; ++i) {
-            auto row = decodeKinfoProcRow(bytes.subspan(i * KinfoProcLayout::rowSize, KinfoProcLayout::rowSize));
+            auto row = KinfoProc::decode(bytes.subspan(i * KinfoProc::rowSize, KinfoProc::rowSize));
             if (row) rows_.push_back(*row);
         }
         return rows_;
@@ -75,13 +75,13 @@ public:
     UsageResult readUsage(const ProcessTableRow& row, bool refusedBefore) override {
         // Never ask a refusing process again.
         if (refusedBefore) return {.usage = {}, .outcome = ProcessOutcome::refused};
-        std::array<uint8_t, RusageInfoLayout::size> record{};
+        std::array<uint8_t, RusageInfoV6::size> record{};
         if (proc_pid_rusage(row.pid, RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(record.data())) != 0) {
             // Any other failure (the process exiting meanwhile among them)
             // leaves the reading incomplete, asked again next time.
             return {.usage = {}, .outcome = errno == EPERM ? ProcessOutcome::refused : ProcessOutcome::malformed};
         }
-        auto decoded = decodeRusageInfoV6(record, timebase_);
+        auto decoded = RusageInfoV6::decode(record, timebase_);
         if (!decoded) return {.usage = {}, .outcome = ProcessOutcome::malformed};
         return {.usage = *decoded, .outcome = ProcessOutcome::complete};
     }

@@ -18,7 +18,7 @@ int64_t SysctlReader::integer(const std::string& name) {
     if (sysctlbyname(name.c_str(), buffer.data(), &length, nullptr, 0) != 0) {
         throw SamplingError::sysctl(name, errno);
     }
-    return SysctlDecoding::integer(std::span<const uint8_t, 8>(buffer), length);
+    return SysctlInteger::decode(std::span<const uint8_t, 8>(buffer), length);
 }
 
 std::string SysctlReader::string(const std::string& name) {
@@ -26,7 +26,7 @@ std::string SysctlReader::string(const std::string& name) {
     if (sysctlbyname(name.c_str(), nullptr, &length, nullptr, 0) != 0) throw SamplingError::sysctl(name, errno);
     std::vector<uint8_t> buffer(length, 0);
     if (sysctlbyname(name.c_str(), buffer.data(), &length, nullptr, 0) != 0) throw SamplingError::sysctl(name, errno);
-    auto text = SysctlDecoding::string(std::span<const uint8_t>(buffer.data(), std::min(length, buffer.size())));
+    auto text = SysctlString::decode(std::span<const uint8_t>(buffer.data(), std::min(length, buffer.size())));
     if (!text) throw SamplingError::sysctl(name, EILSEQ);
     return *text;
 }
@@ -35,7 +35,7 @@ uint64_t SysctlReader::exactUInt64(const std::string& name) {
     std::array<uint8_t, 8> buffer{};
     size_t length = buffer.size();
     if (sysctlbyname(name.c_str(), buffer.data(), &length, nullptr, 0) != 0) throw SamplingError::sysctl(name, errno);
-    auto value = SysctlDecoding::exactUInt64(std::span<const uint8_t>(buffer.data(), std::min(length, buffer.size())));
+    auto value = SysctlUInt64::decode(std::span<const uint8_t>(buffer.data(), std::min(length, buffer.size())));
     if (!value) throw SamplingError::sysctl(name, EINVAL);
     return *value;
 }

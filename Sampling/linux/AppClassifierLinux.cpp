@@ -2,12 +2,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <fstream>
-#include <sstream>
 
 #include "Sampling/CgroupAppClassifier.h"
 #include "Sampling/linux/ProcPath.h"
 #include "core/FileDescriptor.h"
+#include "core/FileReading.h"
 
 namespace orv {
 
@@ -28,14 +27,9 @@ public:
         if (!proc_.valid() || pid < 0) return std::nullopt;
         ProcPath path(pid, "cgroup");
         if (!path.valid()) return std::nullopt;
-        FileDescriptor file(::openat(proc_.get(), path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (!file.valid()) return std::nullopt;
-        // One line per hierarchy; a page holds every one of them.
-        std::string text(4096, '\0');
-        ssize_t length = ::read(file.get(), text.data(), text.size());
-        if (length < 0) return std::nullopt;
-        text.resize(size_t(length));
-        return text;
+        auto text = FileReading::readSmallFileAt(proc_.get(), path.c_str());
+        if (!text) return std::nullopt;
+        return std::move(*text);
     }
 
     std::optional<std::string> desktopEntry(std::string_view desktopFileID) override {
@@ -43,11 +37,7 @@ public:
         if (desktopFileID.empty() || desktopFileID.find('/') != std::string_view::npos) return std::nullopt;
         std::string file = std::string(desktopFileID) + ".desktop";
         for (const char* folder : applicationFolders) {
-            std::ifstream in(root_ / folder / file, std::ios::binary);
-            if (!in) continue;
-            std::ostringstream text;
-            text << in.rdbuf();
-            return text.str();
+            if (auto text = FileReading::readSmallFile(root_ / folder / file)) return std::move(*text);
         }
         return std::nullopt;
     }

@@ -2,20 +2,19 @@
 
 #include <unistd.h>
 
-#include <charconv>
 #include <string>
 
 #include "PrivateAPIs/linux/AttributeDirectory.h"
 #include "Sampling/DRMFdinfo.h"
+#include "core/TextDecoding.h"
 
 namespace orv::DRMClientScan {
 
 namespace {
 
 std::optional<int32_t> pidOf(const std::string& name) {
-    int32_t pid = 0;
-    auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    if (error != std::errc() || end != name.data() + name.size() || pid <= 0) return std::nullopt;
+    auto pid = TextDecoding::parseNumber<int32_t>(name);
+    if (!pid || *pid <= 0) return std::nullopt;
     return pid;
 }
 
@@ -53,7 +52,7 @@ std::map<int32_t, uint64_t> processNanoseconds(const std::filesystem::path& root
             if (!leadsToDRM(fd->path())) continue;
             auto text = AttributeDirectory::read(folder / "fdinfo" / fd->path().filename());
             if (!text) continue;
-            if (auto usage = DRMFdinfo::parse(*text)) tally.add(pid, *usage);
+            if (auto usage = DRMClientUsage::decode(*text)) tally.add(pid, *usage);
         }
     }
     return tally.totals();

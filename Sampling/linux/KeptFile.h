@@ -1,9 +1,11 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "core/FileDescriptor.h"
+#include "core/Result.h"
 
 namespace orv {
 
@@ -15,25 +17,17 @@ namespace orv {
 class KeptFile {
 public:
     explicit KeptFile(std::filesystem::path path) : path_(std::move(path)) {}
-    KeptFile(const KeptFile&) = delete;
-    KeptFile& operator=(const KeptFile&) = delete;
-    ~KeptFile();
 
-    // The whole file, valid until the next read; absent when it cannot be
-    // opened or read, with errno set.
-    std::optional<std::string_view> read();
+    // The whole file, valid until the next read; or the error of the open
+    // or the read, which errno also still holds for callers that read it.
+    Result<std::string_view> read();
 
     const std::filesystem::path& path() const { return path_; }
 
 private:
-    void close();
-
     std::filesystem::path path_;
-    int fd_ = -1;
+    FileDescriptor fd_;
     std::string buffer_;
 };
-
-// The whole of a small file (sysfs attributes), opened and closed each time.
-std::optional<std::string> readSmallFile(const std::filesystem::path& path);
 
 }  // namespace orv

@@ -7,6 +7,7 @@
 #include "Sampling/CoreGroupTopology.h"
 #include "Sampling/ProcStatDecoding.h"
 #include "Sampling/linux/KeptFile.h"
+#include "core/FileReading.h"
 #include "core/SamplingError.h"
 
 namespace orv {
@@ -36,7 +37,7 @@ public:
         facts.hybridPerformance = readList("sys/devices/cpu_core/cpus");
         facts.hybridEfficiency = readList("sys/devices/cpu_atom/cpus");
         for (int64_t core : facts.onlineCores) {
-            auto text = readSmallFile(root_ / "sys/devices/system/cpu" / ("cpu" + std::to_string(core)) / "cpu_capacity");
+            auto text = FileReading::readSmallFile(root_ / "sys/devices/system/cpu" / ("cpu" + std::to_string(core)) / "cpu_capacity");
             if (!text) continue;
             int64_t capacity = 0;
             auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), capacity);
@@ -55,15 +56,15 @@ private:
     std::vector<ProcStatCore> readCores() {
         auto text = stat_.read();
         if (!text) throw SamplingError::sysctl("proc/stat", errno);
-        auto cores = ProcStatDecoding::cores(*text);
+        auto cores = ProcStatCore::decodeAll(*text);
         if (!cores) throw SamplingError::sysctl("proc/stat", EINVAL);
         return std::move(*cores);
     }
 
     std::optional<std::vector<int64_t>> readList(const char* relative) {
-        auto text = readSmallFile(root_ / relative);
+        auto text = FileReading::readSmallFile(root_ / relative);
         if (!text) return std::nullopt;
-        return parseCPUList(*text);
+        return CPUList::decode(*text);
     }
 
     std::filesystem::path root_;

@@ -38,7 +38,7 @@ public:
         out.clear();
         auto text = diskstats_.read();
         if (!text) return;
-        DiskstatsDecoding::entries(*text, entries_);
+        DiskstatsEntry::decodeAll(*text, entries_);
         for (const auto& entry : entries_) {
             if (images.isDiskImage(entry.deviceID(), [&] { return !isWholePhysicalDisk(entry.name); })) continue;
             out.insert_or_assign(entry.deviceID(), BlockCounters{entry.bytesRead(), entry.bytesWritten()});
@@ -50,7 +50,7 @@ public:
         std::vector<std::string> paths;
         auto text = mountinfo_.read();
         if (!text) return paths;
-        for (auto& volume : MountinfoDecoding::localVolumes(MountinfoDecoding::entries(*text))) {
+        for (auto& volume : MountinfoDecoding::localVolumes(MountinfoEntry::decodeAll(*text))) {
             paths.push_back(volume.mountPoint);
             sources_.insert_or_assign(volume.mountPoint, std::move(volume));
         }

@@ -117,11 +117,11 @@ ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bo
     auto text = readCurrent(pid, tracked, File::stat, buffer, isNew, counts_.stat, [&](std::string_view read) {
         // Same pid, another process: none of the old descriptors apply. (A
         // process whose stat never decoded has no start to compare.)
-        stat = parseProcStat(read);
+        stat = ProcStat::decode(read);
         return !stat || tracked.instance == 0 || stat->startTicks == tracked.startTicks;
     });
     if (!text) return ProcessOutcome::gone;
-    if (isNew) stat = parseProcStat(*text);  // read afresh, or never decoded
+    if (isNew) stat = ProcStat::decode(*text);  // read afresh, or never decoded
     if (!stat) return statMalformed(pid, tracked, isNew);
     if (isNew || tracked.instance == 0) {
         tracked.instance = ++instances_;
@@ -150,7 +150,7 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
         kept = tracked.files.kept[File::schedstat].valid();
         auto text = readCurrent(pid, tracked, File::schedstat, buffer, isNew, counts_.schedstat,
                                 [](std::string_view) { return true; });
-        if (text) sched = parseProcSchedstat(*text);
+        if (text) sched = ProcSchedstat::decode(*text);
         // A kernel built without scheduler statistics has no such file;
         // that is no fault of the process, which then counts no switches.
         missing = !text && text.error().value() == ENOENT;
@@ -307,7 +307,7 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
             if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
             return result;
         }
-        auto memory = parseProcStatm(*text);
+        auto memory = ProcStatm::decode(*text);
         if (!memory) return result;
         uint64_t anonymous =
             memory->residentPages > memory->sharedPages ? memory->residentPages - memory->sharedPages : 0;
@@ -326,7 +326,7 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
             if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
             return result;
         }
-        tracked.io = parseProcIO(*text);
+        tracked.io = ProcIO::decode(*text);
         if (!tracked.io) return result;
         if (slot.sleepingIO && *slot.sleepingIO != *tracked.io) sleepProof_.disprove();
     }

@@ -28,7 +28,7 @@ const std::vector<int32_t>& ProcPidLister::list(std::span<const ProcessTableRow>
     if (loadavg_.valid()) {
         char buffer[128];
         ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
-        if (n > 0) now = parseProcLoadavg({buffer, size_t(n)});
+        if (n > 0) now = ProcLoadavg::decode({buffer, size_t(n)});
         // A real kernel has handed out pids and runs at least this thread.
         if (now && (now->lastPID <= 0 || now->threads == 0)) now.reset();
     }

@@ -51,7 +51,7 @@ bool ProcSleepProof::otherThreadsSlept(State& state, uint64_t threadCount) {
             forgetThreads(state);
             return false;
         }
-        auto sched = parseProcSchedstat(*text);
+        auto sched = ProcSchedstat::decode(*text);
         bool slept = sched && sched->isKnown() && thread.sched == sched;
         thread.sched = sched;
         if (!slept) return false;
@@ -90,7 +90,7 @@ void ProcSleepProof::watchThreads(int32_t pid, State& state, uint64_t threadCoun
         char buffer[128];
         ++counts_.threadSchedstat;
         auto text = ProcDescriptorCache::reread(thread.schedstat, buffer);
-        if (text && !text->empty()) thread.sched = parseProcSchedstat(*text);
+        if (text && !text->empty()) thread.sched = ProcSchedstat::decode(*text);
     }
     state.threadsKnown = true;
     // Read after stat: these figures prove nothing until the next stat read.

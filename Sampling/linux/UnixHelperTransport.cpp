@@ -15,6 +15,7 @@
 #include "HelperProtocol/HelperBuildConfig.h"
 #include "HelperProtocol/HelperFrame.h"
 #include "Sampling/HelperTransport.h"
+#include "core/FileDescriptor.h"
 
 namespace orv {
 
@@ -64,7 +65,7 @@ public:
             if (state_->invalidated) return;
             state_->invalidated = true;
             // Wakes a worker blocked in connect, send or recv.
-            if (state_->fd >= 0) ::shutdown(state_->fd, SHUT_RDWR);
+            if (state_->fd) ::shutdown(state_->fd.get(), SHUT_RDWR);
             state_->condition.notify_all();
             // Without a worker nobody else will say so.
             if (!state_->resumed) handler = std::move(state_->onInvalidated);
@@ -87,7 +88,7 @@ private:
         std::function<void()> onInvalidated;
         bool resumed = false;
         bool invalidated = false;
-        int fd = -1;
+        FileDescriptor fd;  // set and reset by the worker, under the mutex
 
         void run() {
             for (;;) {
@@ -125,29 +126,28 @@ private:
                 std::lock_guard lock(mutex);
                 left.swap(requests);
                 handler = std::move(onInvalidated);
-                if (fd >= 0) ::close(fd);
-                fd = -1;
+                fd.reset();
             }
             for (auto& request : left) request.onError("Connection invalid");
             if (handler) handler();
         }
 
         bool connectSocket(std::string& failure) {
-            int s = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            if (s < 0) {
+            FileDescriptor opened(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+            if (!opened) {
                 failure = "Cannot create a socket: " + errnoText(errno);
                 return false;
             }
             timeval timeout{receiveTimeoutSeconds, 0};
-            ::setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+            ::setsockopt(opened.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+            const int s = opened.get();
             {
                 std::lock_guard lock(mutex);
                 if (invalidated) {
-                    ::close(s);
                     failure = "Connection invalid";
                     return false;
                 }
-                fd = s;
+                fd = std::move(opened);
             }
             sockaddr_un address{};
             address.sun_family = AF_UNIX;
@@ -165,7 +165,7 @@ private:
 
         bool writeAll(std::string_view bytes, std::string& failure) {
             while (!bytes.empty()) {
-                ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+                ssize_t n = ::send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
                 if (n < 0 && errno == EINTR) continue;
                 if (n <= 0) {
                     failure = "Cannot send to the helper: " + errnoText(errno);
@@ -178,7 +178,7 @@ private:
 
         bool readExactly(char* into, size_t count, std::string& failure) {
             while (count > 0) {
-                ssize_t n = ::recv(fd, into, count, 0);
+                ssize_t n = ::recv(fd.get(), into, count, 0);
                 if (n < 0 && errno == EINTR) continue;
                 if (n == 0) {
                     failure = "The helper closed the connection";
@@ -198,7 +198,7 @@ private:
         // One request and its reply; nothing, with `failure` said, when the
         // connection is no longer usable.
         std::optional<std::optional<std::string>> exchange(HelperProtocol::Method method, std::string& failure) {
-            if (fd < 0 && !connectSocket(failure)) return std::nullopt;
+            if (!fd && !connectSocket(failure)) return std::nullopt;
             if (!writeAll(HelperFrame::frame(HelperProtocol::selector(method)), failure)) return std::nullopt;
             char header[HelperFrame::headerSize];
             if (!readExactly(header, sizeof header, failure)) return std::nullopt;

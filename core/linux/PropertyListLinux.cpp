@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "core/ByteDecoding.h"
 #include "core/PropertyList.h"
 
 namespace orv {
@@ -94,47 +95,57 @@ std::optional<PropertyValue> convert(plist_t node, int depth) {
     }
 }
 
-uint64_t bigEndian(std::span<const uint8_t> bytes, size_t at, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width; ++i) value = (value << 8) | bytes[at + i];
-    return value;
-}
+// The binary format's trailer: the last 32 bytes of the file.
+struct BinaryTrailer {
+    static constexpr size_t size = 32;
+    static constexpr size_t offsetSize = 6;           // width of each offset-table entry, 1 to 8
+    static constexpr size_t objectCount = 8;          // 64-bit big-endian
+    static constexpr size_t offsetTablePosition = 24; // 64-bit big-endian
+};
+constexpr size_t binaryHeaderSize = 8;  // "bplist00"
+constexpr uint8_t asciiStringKind = 0x5;    // marker 0x5N: N ASCII bytes
+constexpr uint8_t utf16StringKind = 0x6;    // marker 0x6N: N UTF-16 units
+constexpr uint8_t integerKind = 0x1;        // marker 0x1W: 2^W big-endian bytes follow
+constexpr uint8_t lengthFollows = 0x0F;     // a length nibble of 15: an integer object holds the length
 
 // Whether a binary property list holds a string with a NUL in it. libplist
 // parses such a file but then aborts on an assertion when the string or key
 // is read, so these files are refused before it sees them. The format: a
-// 32-byte trailer (offset size, object count, offset-table position), an
-// offset table, and objects whose marker's high nibble 5 is an ASCII string
-// and 6 a UTF-16 one, with the length in the low nibble or in an integer
-// object that follows. A structure that does not hold together is refused too.
+// trailer (offset size, object count, offset-table position), an offset
+// table, and objects whose marker's high nibble is their kind, with the
+// length in the low nibble or in an integer object that follows. A
+// structure that does not hold together is refused too.
 bool binaryPlistHasNul(std::span<const uint8_t> bytes) {
-    constexpr size_t header = 8, trailer = 32;
-    if (bytes.size() < header + trailer) return true;
-    size_t t = bytes.size() - trailer;
-    size_t offsetSize = bytes[t + 6];
-    uint64_t objects = bigEndian(bytes, t + 8, 8);
-    uint64_t tableAt = bigEndian(bytes, t + 24, 8);
-    if (offsetSize < 1 || offsetSize > 8 || tableAt >= t || objects > (t - tableAt) / offsetSize) return true;
-    for (uint64_t i = 0; i < objects; ++i) {
-        uint64_t at = bigEndian(bytes, size_t(tableAt + i * offsetSize), offsetSize);
-        if (at < header || at >= t) return true;
-        uint8_t marker = bytes[at];
-        uint8_t kind = marker >> 4;
-        if (kind != 0x5 && kind != 0x6) continue;
+    using ByteDecoding::loadBigEndianOfWidth;
+    if (bytes.size() < binaryHeaderSize + BinaryTrailer::size) return true;
+    const size_t t = bytes.size() - BinaryTrailer::size;
+    const size_t offsetSize = bytes[t + BinaryTrailer::offsetSize];
+    const auto objects = loadBigEndianOfWidth(bytes, t + BinaryTrailer::objectCount, 8);
+    const auto tableAt = loadBigEndianOfWidth(bytes, t + BinaryTrailer::offsetTablePosition, 8);
+    if (!objects || !tableAt || offsetSize < 1 || offsetSize > 8 || *tableAt >= t ||
+        *objects > (t - *tableAt) / offsetSize) {
+        return true;
+    }
+    for (uint64_t i = 0; i < *objects; ++i) {
+        const auto at = loadBigEndianOfWidth(bytes, size_t(*tableAt + i * offsetSize), offsetSize);
+        if (!at || *at < binaryHeaderSize || *at >= t) return true;
+        const uint8_t marker = bytes[*at];
+        const uint8_t kind = marker >> 4;
+        if (kind != asciiStringKind && kind != utf16StringKind) continue;
         uint64_t length = marker & 0x0F;
-        size_t content = size_t(at) + 1;
-        if (length == 0x0F) {
-            if (content >= t || (bytes[content] >> 4) != 0x1) return true;
-            size_t width = size_t(1) << (bytes[content] & 0x0F);
+        size_t content = size_t(*at) + 1;
+        if (length == lengthFollows) {
+            if (content >= t || (bytes[content] >> 4) != integerKind) return true;
+            const size_t width = size_t(1) << (bytes[content] & 0x0F);
             if (width > 8 || content + 1 + width > t) return true;
-            length = bigEndian(bytes, content + 1, width);
+            length = *loadBigEndianOfWidth(bytes, content + 1, width);
             content += 1 + width;
         }
-        uint64_t unit = kind == 0x5 ? 1 : 2;
+        const uint64_t unit = kind == asciiStringKind ? 1 : 2;
         if (length > (t - content) / unit) return true;
         for (uint64_t c = 0; c < length; ++c) {
-            bool zero = unit == 1 ? bytes[content + c] == 0
-                                  : bytes[content + 2 * c] == 0 && bytes[content + 2 * c + 1] == 0;
+            const bool zero = unit == 1 ? bytes[content + c] == 0
+                                        : bytes[content + 2 * c] == 0 && bytes[content + 2 * c + 1] == 0;
             if (zero) return true;
         }
     }

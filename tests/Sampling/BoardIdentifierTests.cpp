@@ -11,26 +11,26 @@ std::vector<uint8_t> bytes(std::string_view text) { return {text.begin(), text.e
 
 TEST(BoardIdentifier, TrailingZeroBytesAreCutAtTheFirstOne) {
     auto raw = bytes(std::string_view("J316sAP\0\0\0\0", 11));
-    EXPECT_EQ(decodeBoardIdentifier(raw), "J316sAP");
+    EXPECT_EQ(BoardIdentifier::decode(raw), "J316sAP");
 }
 
 TEST(BoardIdentifier, BytesAfterTheFirstZeroAreIgnored) {
     auto raw = bytes(std::string_view("Mac-AB\0garbage\xff", 15));
-    EXPECT_EQ(decodeBoardIdentifier(raw), "Mac-AB");
+    EXPECT_EQ(BoardIdentifier::decode(raw), "Mac-AB");
 }
 
 TEST(BoardIdentifier, WithoutAZeroByteEveryByteCounts) {
-    EXPECT_EQ(decodeBoardIdentifier(bytes("Mac-827FB448E656EC26")), "Mac-827FB448E656EC26");
+    EXPECT_EQ(BoardIdentifier::decode(bytes("Mac-827FB448E656EC26")), "Mac-827FB448E656EC26");
 }
 
 TEST(BoardIdentifier, BytesThatAreNotUtf8GiveNoIdentifier) {
-    EXPECT_EQ(decodeBoardIdentifier(bytes("Mac-\xc3\x28")), std::nullopt);
-    EXPECT_EQ(decodeBoardIdentifier(bytes(std::string_view("\xff\0", 2))), std::nullopt);
+    EXPECT_EQ(BoardIdentifier::decode(bytes("Mac-\xc3\x28")), std::nullopt);
+    EXPECT_EQ(BoardIdentifier::decode(bytes(std::string_view("\xff\0", 2))), std::nullopt);
 }
 
 TEST(BoardIdentifier, EmptyDataIsAnEmptyIdentifier) {
-    EXPECT_EQ(decodeBoardIdentifier({}), "");
-    EXPECT_EQ(decodeBoardIdentifier(bytes(std::string_view("\0J316", 5))), "");
+    EXPECT_EQ(BoardIdentifier::decode({}), "");
+    EXPECT_EQ(BoardIdentifier::decode(bytes(std::string_view("\0J316", 5))), "");
 }
 
 }  // namespace

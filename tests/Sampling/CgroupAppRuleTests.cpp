@@ -130,7 +130,7 @@ TEST(CgroupAppRule, SessionsRootAndContainersNameNoOwner) {
 }
 
 TEST(CgroupAppRule, DesktopEntryNameIsTheUnlocalisedNameOfItsGroup) {
-    auto entry = CgroupAppRule::parseDesktopEntry(
+    auto entry = CgroupAppRule::DesktopEntry::decode(
         "# comment\n[Desktop Entry]\nType=Application\nName[de]=Rechner\nName = Calculator\n"
         "Categories=GNOME;GTK;Utility;\n\n[Desktop Action new]\nName=New Window\n");
     ASSERT_TRUE(entry);
@@ -139,7 +139,7 @@ TEST(CgroupAppRule, DesktopEntryNameIsTheUnlocalisedNameOfItsGroup) {
 }
 
 TEST(CgroupAppRule, DesktopEntryCategoriesMarkTerminalEmulators) {
-    auto entry = CgroupAppRule::parseDesktopEntry(
+    auto entry = CgroupAppRule::DesktopEntry::decode(
         "[Desktop Entry]\r\nName=Console\r\nCategories=GNOME;GTK;System;TerminalEmulator;\r\n");
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->name, "Console");
@@ -147,17 +147,17 @@ TEST(CgroupAppRule, DesktopEntryCategoriesMarkTerminalEmulators) {
 }
 
 TEST(CgroupAppRule, DesktopEntryValuesLoseTheirEscapes) {
-    auto entry = CgroupAppRule::parseDesktopEntry("[Desktop Entry]\nName=A\\sB\\\\C\n");
+    auto entry = CgroupAppRule::DesktopEntry::decode("[Desktop Entry]\nName=A\\sB\\\\C\n");
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->name, "A B\\C");
 }
 
 TEST(CgroupAppRule, DesktopEntryWithoutANameIsAbsent) {
-    EXPECT_EQ(CgroupAppRule::parseDesktopEntry("[Desktop Entry]\nExec=foo\n"), std::nullopt);
-    EXPECT_EQ(CgroupAppRule::parseDesktopEntry("[Other Group]\nName=Foo\n"), std::nullopt);
-    EXPECT_EQ(CgroupAppRule::parseDesktopEntry("Name=Outside any group\n"), std::nullopt);
-    EXPECT_EQ(CgroupAppRule::parseDesktopEntry(""), std::nullopt);
-    EXPECT_EQ(CgroupAppRule::parseDesktopEntry(std::string("\0\xff[", 3)), std::nullopt);
+    EXPECT_EQ(CgroupAppRule::DesktopEntry::decode("[Desktop Entry]\nExec=foo\n"), std::nullopt);
+    EXPECT_EQ(CgroupAppRule::DesktopEntry::decode("[Other Group]\nName=Foo\n"), std::nullopt);
+    EXPECT_EQ(CgroupAppRule::DesktopEntry::decode("Name=Outside any group\n"), std::nullopt);
+    EXPECT_EQ(CgroupAppRule::DesktopEntry::decode(""), std::nullopt);
+    EXPECT_EQ(CgroupAppRule::DesktopEntry::decode(std::string("\0\xff[", 3)), std::nullopt);
 }
 
 TEST(CgroupAppRule, KnownTerminalsAreRecognisedByAppID) {

@@ -6,15 +6,15 @@ namespace orv {
 namespace {
 
 TEST(CoreGroupTopology, ParsesKernelCPULists) {
-    EXPECT_EQ(parseCPUList("0-3,8,10-11\n"), (std::vector<int64_t>{0, 1, 2, 3, 8, 10, 11}));
-    EXPECT_EQ(parseCPUList(""), std::vector<int64_t>{});
+    EXPECT_EQ(CPUList::decode("0-3,8,10-11\n"), (std::vector<int64_t>{0, 1, 2, 3, 8, 10, 11}));
+    EXPECT_EQ(CPUList::decode(""), std::vector<int64_t>{});
 }
 
 TEST(CoreGroupTopology, GarbageCPUListIsAbsent) {
-    EXPECT_FALSE(parseCPUList("0-"));
-    EXPECT_FALSE(parseCPUList("3-1"));
-    EXPECT_FALSE(parseCPUList("a,b"));
-    EXPECT_FALSE(parseCPUList("0-99999999"));
+    EXPECT_FALSE(CPUList::decode("0-"));
+    EXPECT_FALSE(CPUList::decode("3-1"));
+    EXPECT_FALSE(CPUList::decode("a,b"));
+    EXPECT_FALSE(CPUList::decode("0-99999999"));
 }
 
 TEST(CoreGroupTopology, HybridListsGivePerformanceThenEfficiency) {

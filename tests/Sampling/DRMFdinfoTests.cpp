@@ -19,7 +19,7 @@ constexpr const char* i915 =
     "drm-engine-capacity-video:\t2\ndrm-engine-video-enhance:\t0 ns\n";
 
 TEST(DRMFdinfo, AmdgpuEnginesAreSummed) {
-    auto usage = DRMFdinfo::parse(amdgpu);
+    auto usage = DRMClientUsage::decode(amdgpu);
     ASSERT_TRUE(usage);
     EXPECT_EQ(usage->driver, "amdgpu");
     EXPECT_EQ(usage->device, "0000:03:00.0");
@@ -28,25 +28,25 @@ TEST(DRMFdinfo, AmdgpuEnginesAreSummed) {
 }
 
 TEST(DRMFdinfo, I915EngineCapacityIsNotTime) {
-    auto usage = DRMFdinfo::parse(i915);
+    auto usage = DRMClientUsage::decode(i915);
     ASSERT_TRUE(usage);
     EXPECT_EQ(usage->engineNanoseconds, 10'000u);
 }
 
 TEST(DRMFdinfo, AnOrdinaryFileIsNotAClient) {
-    EXPECT_FALSE(DRMFdinfo::parse("pos:\t0\nflags:\t0100002\nmnt_id:\t25\nino:\t77\n"));
-    EXPECT_FALSE(DRMFdinfo::parse(""));
+    EXPECT_FALSE(DRMClientUsage::decode("pos:\t0\nflags:\t0100002\nmnt_id:\t25\nino:\t77\n"));
+    EXPECT_FALSE(DRMClientUsage::decode(""));
 }
 
 TEST(DRMFdinfo, GarbageEngineValuesAreLeftOut) {
-    auto usage = DRMFdinfo::parse("drm-driver: x\ndrm-engine-gfx: lots ns\ndrm-engine-a: 5 ms\ndrm-engine-b: 3 ns\n");
+    auto usage = DRMClientUsage::decode("drm-driver: x\ndrm-engine-gfx: lots ns\ndrm-engine-a: 5 ms\ndrm-engine-b: 3 ns\n");
     ASSERT_TRUE(usage);
     EXPECT_EQ(usage->engineNanoseconds, 3u);
     EXPECT_FALSE(usage->clientID);
 }
 
 TEST(DRMClientTally, ASharedClientCountsOnceForTheFirstProcess) {
-    auto usage = *DRMFdinfo::parse(amdgpu);
+    auto usage = *DRMClientUsage::decode(amdgpu);
     DRMClientTally tally;
     tally.add(100, usage);
     tally.add(100, usage);  // dup'ed descriptor
@@ -55,8 +55,8 @@ TEST(DRMClientTally, ASharedClientCountsOnceForTheFirstProcess) {
 }
 
 TEST(DRMClientTally, EqualClientIdsOnDifferentDevicesAreDifferentClients) {
-    auto a = *DRMFdinfo::parse(amdgpu);
-    auto b = *DRMFdinfo::parse(i915);
+    auto a = *DRMClientUsage::decode(amdgpu);
+    auto b = *DRMClientUsage::decode(i915);
     b.clientID = a.clientID;
     DRMClientTally tally;
     tally.add(100, a);

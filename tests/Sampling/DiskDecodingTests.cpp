@@ -6,9 +6,9 @@
 namespace orv {
 namespace {
 
-TEST(DiskstatsDecoding, ReadsDeviceNumbersNamesAndSectors) {
+TEST(DiskstatsEntry, ReadsDeviceNumbersNamesAndSectors) {
     std::vector<DiskstatsEntry> entries;
-    DiskstatsDecoding::entries(
+    DiskstatsEntry::decodeAll(
         " 259       0 nvme0n1 1000 0 8000 10 2000 0 16000 20 0 30 40 0 0 0 0 0 0\n"
         " 259       1 nvme0n1p1 10 0 80 1 20 0 160 2 0 3 4 0 0 0 0\n"
         "   7       0 loop0 5 0 40 0 0 0 0 0 0 0 0\n"
@@ -22,15 +22,15 @@ TEST(DiskstatsDecoding, ReadsDeviceNumbersNamesAndSectors) {
     EXPECT_EQ(entries[1].deviceID(), (uint64_t(259) << 32) | 1);
 }
 
-TEST(DiskstatsDecoding, ShortOrGarbageLinesAreSkipped) {
+TEST(DiskstatsEntry, ShortOrGarbageLinesAreSkipped) {
     std::vector<DiskstatsEntry> entries;
-    DiskstatsDecoding::entries("8 0 sda 1 2 3\n8 16 sdb 1 0 x 0 0 0 0\n8 32 sdc 1 0 4 0 0 0 6 0\n", entries);
+    DiskstatsEntry::decodeAll("8 0 sda 1 2 3\n8 16 sdb 1 0 x 0 0 0 0\n8 32 sdc 1 0 4 0 0 0 6 0\n", entries);
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_EQ(entries[0].name, "sdc");
 }
 
 TEST(MountinfoDecoding, UndoesOctalEscapesInPaths) {
-    auto entries = MountinfoDecoding::entries(
+    auto entries = MountinfoEntry::decodeAll(
         "36 25 8:1 / /media/My\\040Disk rw,relatime shared:1 - ext4 /dev/sdb1 rw\n");
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_EQ(entries[0].mountPoint, "/media/My Disk");
@@ -41,13 +41,13 @@ TEST(MountinfoDecoding, UndoesOctalEscapesInPaths) {
 }
 
 TEST(MountinfoDecoding, OptionalFieldsBeforeTheSeparatorAreAllowed) {
-    auto entries = MountinfoDecoding::entries("1 0 8:2 / / rw master:1 shared:2 unbindable - xfs /dev/sda2 rw\n");
+    auto entries = MountinfoEntry::decodeAll("1 0 8:2 / / rw master:1 shared:2 unbindable - xfs /dev/sda2 rw\n");
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_EQ(entries[0].fileSystemType, "xfs");
 }
 
 TEST(MountinfoDecoding, MalformedLinesAreSkipped) {
-    auto entries = MountinfoDecoding::entries("garbage\n1 0 8:x / / rw - ext4 /dev/sda rw\n1 0 8:1 / / rw ext4\n");
+    auto entries = MountinfoEntry::decodeAll("garbage\n1 0 8:x / / rw - ext4 /dev/sda rw\n1 0 8:1 / / rw ext4\n");
     EXPECT_TRUE(entries.empty());
 }
 
@@ -57,7 +57,7 @@ TEST(MountinfoDecoding, UndoesUdevHexEscapes) {
 }
 
 TEST(MountinfoDecoding, LocalVolumesLeaveOutPseudoNetworkAndFuseNetworkTypes) {
-    auto entries = MountinfoDecoding::entries(
+    auto entries = MountinfoEntry::decodeAll(
         "22 27 0:21 / /proc rw - proc proc rw\n"
         "27 1 254:0 / / rw - ext4 /dev/vda rw\n"
         "30 27 0:27 / /run rw - tmpfs tmpfs rw\n"
@@ -72,7 +72,7 @@ TEST(MountinfoDecoding, LocalVolumesLeaveOutPseudoNetworkAndFuseNetworkTypes) {
 }
 
 TEST(MountinfoDecoding, BindMountsOfOneDeviceCountOnce) {
-    auto entries = MountinfoDecoding::entries(
+    auto entries = MountinfoEntry::decodeAll(
         "50 27 8:3 /srv/data /var/data rw - ext4 /dev/sda3 rw\n"
         "51 27 8:3 / /srv rw - ext4 /dev/sda3 rw\n"
         "52 27 8:3 / /mnt/again rw - ext4 /dev/sda3 rw\n");

@@ -10,7 +10,7 @@
 namespace orv {
 namespace {
 
-using L = KinfoProcLayout;
+using L = KinfoProc;
 
 template <class T>
 void put(std::vector<uint8_t>& bytes, size_t offset, T value) {
@@ -33,7 +33,7 @@ std::vector<uint8_t> row(int32_t pid, int32_t ppid, uint32_t uid, int64_t sec, i
 
 TEST(KinfoProcRow, DecodesStartStatePidNameUidAndParent) {
     auto bytes = row(4242, 1, 501, 1'700'000'000, 250'000, "Safari");
-    auto decoded = decodeKinfoProcRow(bytes);
+    auto decoded = KinfoProc::decode(bytes);
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->pid, 4242);
     EXPECT_EQ(decoded->parentPID, 1);
@@ -45,18 +45,18 @@ TEST(KinfoProcRow, DecodesStartStatePidNameUidAndParent) {
 }
 
 TEST(KinfoProcRow, ZombieStateIsFive) {
-    EXPECT_TRUE(decodeKinfoProcRow(row(1, 0, 0, 0, 0, "z", 5))->isZombie);
+    EXPECT_TRUE(KinfoProc::decode(row(1, 0, 0, 0, 0, "z", 5))->isZombie);
 }
 
 TEST(KinfoProcRow, CommandWithoutTerminatorStopsAtSeventeenBytes) {
     auto bytes = row(1, 0, 0, 0, 0, "");
     std::memset(bytes.data() + L::command, 'x', L::commandSize);
-    EXPECT_EQ(decodeKinfoProcRow(bytes)->commandName(), std::string(17, 'x'));
+    EXPECT_EQ(KinfoProc::decode(bytes)->commandName(), std::string(17, 'x'));
 }
 
 TEST(KinfoProcRow, ShortRowIsRefused) {
     std::vector<uint8_t> bytes(L::rowSize - 1);
-    EXPECT_FALSE(decodeKinfoProcRow(bytes));
+    EXPECT_FALSE(KinfoProc::decode(bytes));
 }
 
 // A kernel whose table holds `rows` rows, answering like sysctl(3).
@@ -164,16 +164,16 @@ TEST(MachTimebaseDeathTest, OverflowIsFatal) {
 }
 
 TEST(RusageInfo, DecodesTheFieldsWeUse) {
-    std::vector<uint8_t> record(RusageInfoLayout::size, 0xCD);
-    put<uint64_t>(record, RusageInfoLayout::userTime, 300);
-    put<uint64_t>(record, RusageInfoLayout::systemTime, 3);
-    put<uint64_t>(record, RusageInfoLayout::idleWakeups, 5);
-    put<uint64_t>(record, RusageInfoLayout::interruptWakeups, 6);
-    put<uint64_t>(record, RusageInfoLayout::physFootprint, 1 << 20);
-    put<uint64_t>(record, RusageInfoLayout::diskBytesRead, 7);
-    put<uint64_t>(record, RusageInfoLayout::diskBytesWritten, 8);
-    put<uint64_t>(record, RusageInfoLayout::billedEnergy, 9);
-    auto usage = decodeRusageInfoV6(record, MachTimebase::fromRaw(125, 3));
+    std::vector<uint8_t> record(RusageInfoV6::size, 0xCD);
+    put<uint64_t>(record, RusageInfoV6::userTime, 300);
+    put<uint64_t>(record, RusageInfoV6::systemTime, 3);
+    put<uint64_t>(record, RusageInfoV6::idleWakeups, 5);
+    put<uint64_t>(record, RusageInfoV6::interruptWakeups, 6);
+    put<uint64_t>(record, RusageInfoV6::physFootprint, 1 << 20);
+    put<uint64_t>(record, RusageInfoV6::diskBytesRead, 7);
+    put<uint64_t>(record, RusageInfoV6::diskBytesWritten, 8);
+    put<uint64_t>(record, RusageInfoV6::billedEnergy, 9);
+    auto usage = RusageInfoV6::decode(record, MachTimebase::fromRaw(125, 3));
     ASSERT_TRUE(usage);
     EXPECT_EQ(usage->cpuTime, Duration::nanoseconds(303 * 125 / 3));
     EXPECT_EQ(usage->wakeups, 11u);
@@ -184,15 +184,15 @@ TEST(RusageInfo, DecodesTheFieldsWeUse) {
 }
 
 TEST(RusageInfo, WakeupSumWraps) {
-    std::vector<uint8_t> record(RusageInfoLayout::size, 0);
-    put<uint64_t>(record, RusageInfoLayout::idleWakeups, UINT64_MAX);
-    put<uint64_t>(record, RusageInfoLayout::interruptWakeups, 2);
-    EXPECT_EQ(decodeRusageInfoV6(record, MachTimebase{})->wakeups, 1u);
+    std::vector<uint8_t> record(RusageInfoV6::size, 0);
+    put<uint64_t>(record, RusageInfoV6::idleWakeups, UINT64_MAX);
+    put<uint64_t>(record, RusageInfoV6::interruptWakeups, 2);
+    EXPECT_EQ(RusageInfoV6::decode(record, MachTimebase{})->wakeups, 1u);
 }
 
 TEST(RusageInfo, ShortRecordIsRefused) {
-    std::vector<uint8_t> record(RusageInfoLayout::size - 8, 0);
-    EXPECT_FALSE(decodeRusageInfoV6(record, MachTimebase{}));
+    std::vector<uint8_t> record(RusageInfoV6::size - 8, 0);
+    EXPECT_FALSE(RusageInfoV6::decode(record, MachTimebase{}));
 }
 
 }  // namespace
