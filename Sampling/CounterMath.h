@@ -18,25 +18,14 @@ struct CounterMath {
     //
     // `value` projects a mapped value onto the counter, so one reading of
     // paired counters serves both directions without copying.
+    //
+    // Only devices that count are in the maps (their ports leave the others
+    // out), so every key of both readings contributes.
     template <class Map, class Projection>
     static double rate(const Map* previous, const Map& current, double seconds, Projection value) {
-        return rate(previous, current, seconds, value, [](const auto&) { return true; });
-    }
-
-    // The plain form, over maps whose values are the counters themselves.
-    template <class Map>
-    static double rate(const std::optional<Map>& previous, const Map& current, double seconds) {
-        return rate(previous ? &*previous : nullptr, current, seconds, [](uint64_t v) { return v; });
-    }
-
-    // As above with a filter: only keys of `current` for which `counts`
-    // answers true contribute.
-    template <class Map, class Projection, class Filter>
-    static double rate(const Map* previous, const Map& current, double seconds, Projection value, Filter counts) {
         if (previous == nullptr || !(seconds > 0)) return 0;
         uint64_t sum = 0;
         for (const auto& [key, counters] : current) {
-            if (!counts(key)) continue;
             auto before = previous->find(key);
             if (before == previous->end()) continue;
             uint64_t now = std::invoke(value, counters);
@@ -44,6 +33,12 @@ struct CounterMath {
             if (now >= then) sum += now - then;
         }
         return double(sum) / seconds;
+    }
+
+    // The plain form, over maps whose values are the counters themselves.
+    template <class Map>
+    static double rate(const std::optional<Map>& previous, const Map& current, double seconds) {
+        return rate(previous ? &*previous : nullptr, current, seconds, [](uint64_t v) { return v; });
     }
 };
 

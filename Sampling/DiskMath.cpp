@@ -13,6 +13,10 @@ std::pair<double, double> DiskMath::rates(const BlockCounterMap* previous, const
             CounterMath::rate(previous, current, seconds, &BlockCounters::bytesWritten)};
 }
 
+uint64_t DiskMath::baselineFreeSpace(std::optional<uint64_t> importantFree, std::optional<uint64_t> availableFree) {
+    return importantFree.value_or(availableFree.value_or(0));
+}
+
 uint64_t DiskMath::freeSpace(std::optional<uint64_t> importantFree, std::optional<uint64_t> availableFree,
                              std::optional<uint64_t> statfsFree, uint64_t total) {
     if (!importantFree) return std::min(statfsFree.value_or(availableFree.value_or(0)), total);

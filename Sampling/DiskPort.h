@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Sampling/DiskImageCache.h"
-#include "Sampling/DiskMath.h"
+#include "Sampling/CountedDeviceCache.h"
+#include "core/BlockCounters.h"
+#include "core/Result.h"
 
 namespace orv {
 
@@ -31,13 +32,16 @@ class DiskPort {
 public:
     virtual ~DiskPort() = default;
 
-    // Every counted block device's cumulative bytes into `out` (cleared
-    // first), asking `images` whether each device counts. Never throws: a
-    // device that cannot be read is left out.
-    virtual void readBlockCounters(DiskImageCache& images, BlockCounterMap& out) = 0;
+    // The cumulative bytes of every block device that counts, asking
+    // `counted` about each device it reads (see CountedDeviceCache). The
+    // sampler's primary read: throws SamplingError when the kernel's list
+    // of devices cannot be had. A single device that cannot be read is
+    // left out.
+    virtual BlockCounterMap readBlockCounters(CountedDeviceCache<uint64_t>& counted) = 0;
 
-    // The mount paths of the mounted volumes, hidden ones left out.
-    virtual std::vector<std::string> listVolumes() = 0;
+    // The mount paths of the mounted volumes, hidden ones left out; the
+    // error when the mount table cannot be read.
+    virtual Result<std::vector<std::string>> listVolumes() = 0;
 
     // The expensive query, with any cached answers cleared first; absent
     // when the request fails.

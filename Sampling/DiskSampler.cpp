@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "Sampling/DiskMath.h"
 #include "Sampling/VolumeNameOrder.h"
 
 namespace orv {
@@ -32,13 +33,13 @@ std::future<DiskStats> DiskSampler::sample() {
 
 DiskStats DiskSampler::sampleNow() {
     const auto now = clock_();
-    isDiskImage_.beginPass();
-    port_->readBlockCounters(isDiskImage_, current_);
-    isDiskImage_.endPass();
+    counted_.beginPass();
+    BlockCounterMap current = port_->readBlockCounters(counted_);
+    counted_.endPass();
 
     const double seconds = previousAt_ ? (now - *previousAt_).toSeconds() : 0;
-    auto [read, write] = DiskMath::rates(previousAt_ ? &previous_ : nullptr, current_, seconds);
-    std::swap(previous_, current_);
+    auto [read, write] = DiskMath::rates(previousAt_ ? &previous_ : nullptr, current, seconds);
+    previous_ = std::move(current);
     previousAt_ = now;
 
     return DiskStats{volumes(now), read, write};
@@ -46,10 +47,13 @@ DiskStats DiskSampler::sampleNow() {
 
 std::vector<VolumeStats> DiskSampler::volumes(ContinuousClock::Instant now) {
     if (!volumesListedAt_ || now - *volumesListedAt_ >= listingLifetime) {
-        volumePaths_ = port_->listVolumes();
-        volumesListedAt_ = now;
-        std::unordered_set<std::string> listed(volumePaths_.begin(), volumePaths_.end());
-        std::erase_if(baselines_, [&](const auto& entry) { return !listed.count(entry.first); });
+        // A failed listing keeps the last one and is tried again next time.
+        if (auto listed = port_->listVolumes()) {
+            volumePaths_ = std::move(*listed);
+            volumesListedAt_ = now;
+            std::unordered_set<std::string> paths(volumePaths_.begin(), volumePaths_.end());
+            std::erase_if(baselines_, [&](const auto& entry) { return !paths.count(entry.first); });
+        }
     }
 
     std::vector<VolumeStats> volumes;
@@ -91,8 +95,7 @@ std::optional<VolumeStats> DiskSampler::volume(const std::string& path, Continuo
     else if (values->availableCapacity) baseline.availableFree = nonNegative(*values->availableCapacity);
     baseline.readAt = now;
 
-    // On this path the free figure is not clamped to the total.
-    const uint64_t free = baseline.importantFree.value_or(baseline.availableFree.value_or(0));
+    const uint64_t free = DiskMath::baselineFreeSpace(baseline.importantFree, baseline.availableFree);
     VolumeStats stats{baseline.id, baseline.name, baseline.totalBytes, free};
     baselines_.insert_or_assign(path, std::move(baseline));
     return stats;

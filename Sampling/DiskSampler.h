@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Sampling/DiskImageCache.h"
+#include "Sampling/CountedDeviceCache.h"
 #include "Sampling/DiskPort.h"
 #include "core/ContinuousClock.h"
 #include "core/DiskSource.h"
@@ -22,7 +22,14 @@ namespace orv {
 // the expensive parts: the list is refreshed at most every 30 seconds and a
 // volume's capacity figures at most every 30 minutes, with the cheap
 // file-system free count carrying the free space in between. Confined to
-// the sampling executor like the other samplers; it never throws.
+// the sampling executor like the other samplers.
+//
+// The block counters are the primary read: when the port cannot read them
+// the sample throws SamplingError and nothing changes, so the next sample
+// measures from the last good one (a throughput of 0 would be a claim).
+// The volume listing is not: a mount table that could not be read says
+// nothing about which volumes went away, so the volumes last listed stay
+// listed and the listing is tried again at the next sample.
 class DiskSampler : public DiskSource {
 public:
     using Clock = std::function<ContinuousClock::Instant()>;
@@ -44,13 +51,15 @@ public:
                          SamplingExecutor& executor = SamplingExecutor::shared(),
                          Clock clock = &ContinuousClock::now);
 
+    // Throws (through the future) SamplingError when the block counters
+    // cannot be read.
     std::future<DiskStats> sample() override;
 
-    // The sample itself; call only on the executor.
+    // The sample itself; call only on the executor. A failure changes nothing.
     DiskStats sampleNow();
 
     const std::unordered_map<std::string, VolumeBaseline>& baselines() const { return baselines_; }
-    const DiskImageCache& diskImages() const { return isDiskImage_; }
+    const CountedDeviceCache<uint64_t>& countedDevices() const { return counted_; }
 
 private:
     std::vector<VolumeStats> volumes(ContinuousClock::Instant now);
@@ -62,10 +71,9 @@ private:
     std::vector<std::string> volumePaths_;
     std::optional<ContinuousClock::Instant> volumesListedAt_;
     std::unordered_map<std::string, VolumeBaseline> baselines_;
-    BlockCounterMap current_;
     BlockCounterMap previous_;
     std::optional<ContinuousClock::Instant> previousAt_;
-    DiskImageCache isDiskImage_;
+    CountedDeviceCache<uint64_t> counted_;
 };
 
 }  // namespace orv

@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "core/MemoryPressure.h"
+#include "core/Result.h"
+#include "core/SamplingError.h"
 #include "core/VMPageCounts.h"
 
 namespace orv {
@@ -19,15 +21,17 @@ public:
 
     // Bytes per page; never fails (the port has its own fallbacks).
     virtual uint64_t pageSize() = 0;
-    // Physical memory; throws SamplingError.
-    virtual uint64_t physicalMemory() = 0;
+    // Physical memory; the error when the kernel will not tell, and the
+    // sampler falls back.
+    virtual Result<uint64_t, SamplingError> physicalMemory() = 0;
     // What the process is told of physical memory, when the above fails.
     virtual uint64_t fallbackPhysicalMemory() = 0;
 
-    // Throws SamplingError.
+    // The sampler's primary read; throws SamplingError.
     virtual VMPageCounts readPageCounts() = 0;
-    // Swap in use, in bytes; throws SamplingError.
-    virtual uint64_t readSwapUsed() = 0;
+    // Swap in use, in bytes; the error when it cannot be read, and the
+    // sampler tells 0.
+    virtual Result<uint64_t, SamplingError> readSwapUsed() = 0;
     // Never fails: an unreadable level is normal.
     virtual MemoryPressure readPressure() = 0;
     // The level of available memory, not yet clamped; never fails (an

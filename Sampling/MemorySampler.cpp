@@ -17,10 +17,10 @@ const Logger& samplingLog() {
 
 MemorySampler::MemorySampler(std::unique_ptr<MemoryPort> port, SamplingExecutor& executor)
     : port_(std::move(port)), executor_(executor), pageSize_(port_->pageSize()) {
-    try {
-        totalBytes_ = port_->physicalMemory();
-    } catch (const SamplingError& error) {
-        samplingLog().error(fmt::format("hw.memsize unavailable, using ProcessInfo: {}", error.description()));
+    if (auto physical = port_->physicalMemory()) {
+        totalBytes_ = *physical;
+    } else {
+        samplingLog().error(fmt::format("hw.memsize unavailable, using ProcessInfo: {}", physical.error().description()));
         totalBytes_ = port_->fallbackPhysicalMemory();
     }
 }
@@ -32,11 +32,8 @@ std::future<MemoryStats> MemorySampler::sample() {
 MemoryStats MemorySampler::sampleNow() {
     const VMPageCounts pages = port_->readPageCounts();
     uint64_t swapUsed = 0;
-    try {
-        swapUsed = port_->readSwapUsed();
-    } catch (const SamplingError& error) {
-        samplingLog().error(fmt::format("vm.swapusage unavailable: {}", error.description()));
-    }
+    if (auto swap = port_->readSwapUsed()) swapUsed = *swap;
+    else samplingLog().error(fmt::format("vm.swapusage unavailable: {}", swap.error().description()));
     const MemoryPressure pressure = port_->readPressure();
     const int64_t available = MemoryMath::clampLevel(port_->readAvailableLevel());
     return MemoryMath::stats(pages, pageSize_, totalBytes_, swapUsed, pressure, available);

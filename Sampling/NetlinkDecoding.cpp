@@ -2,64 +2,59 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <cstdint>
 #include <functional>
 
+#include "core/ByteDecoding.h"
 #include "core/Utf8.h"
 
 namespace orv {
 
 namespace {
 
-template <class T>
-T load(std::span<const uint8_t> bytes, size_t offset) {
-    T value;
-    std::memcpy(&value, bytes.data() + offset, sizeof value);
-    return value;
-}
+using ByteDecoding::loadNative;
 
 // NLMSG_ALIGN and RTA_ALIGN: every message and attribute starts on 4 bytes.
 constexpr size_t align4(size_t length) { return (length + 3) & ~size_t(3); }
+
+class MalformedCategory : public std::error_category {
+public:
+    const char* name() const noexcept override { return "netlink"; }
+    std::string message(int) const override { return "malformed netlink message"; }
+};
 
 using MessageVisitor = std::function<bool(uint16_t type, std::span<const uint8_t> payload)>;
 
 // Walks the messages of one datagram, handing each payload of `sequence` to
 // `visit` (which answers false for a malformed payload).
-NetlinkDecoding::Progress walk(std::span<const uint8_t> datagram, uint32_t sequence, const MessageVisitor& visit) {
-    NetlinkDecoding::Progress progress;
+Result<NetlinkDecoding::Step> walk(std::span<const uint8_t> datagram, uint32_t sequence, const MessageVisitor& visit) {
     size_t offset = 0;
     while (datagram.size() - offset >= NetlinkDecoding::headerSize) {
-        const uint32_t length = load<uint32_t>(datagram, offset);
-        const uint16_t type = load<uint16_t>(datagram, offset + 4);
-        const uint32_t messageSequence = load<uint32_t>(datagram, offset + 8);
-        if (length < NetlinkDecoding::headerSize || length > datagram.size() - offset) {
-            progress.malformed = true;
-            return progress;
+        // struct nlmsghdr: length, type, flags, sequence, port.
+        const auto length = loadNative<uint32_t>(datagram, offset);
+        const auto type = loadNative<uint16_t>(datagram, offset + 4);
+        const auto messageSequence = loadNative<uint32_t>(datagram, offset + 8);
+        if (!length || !type || !messageSequence || *length < NetlinkDecoding::headerSize ||
+            *length > datagram.size() - offset) {
+            return NetlinkDecoding::malformed();
         }
-        auto payload = datagram.subspan(offset + NetlinkDecoding::headerSize, length - NetlinkDecoding::headerSize);
-        offset += std::min(align4(length), datagram.size() - offset);
-        if (messageSequence != sequence) continue;
-        if (type == NetlinkDecoding::doneType) {
-            progress.done = true;
-            return progress;
-        }
-        if (type == NetlinkDecoding::errorType) {
+        auto payload = datagram.subspan(offset + NetlinkDecoding::headerSize, *length - NetlinkDecoding::headerSize);
+        offset += std::min(align4(*length), datagram.size() - offset);
+        if (*messageSequence != sequence) continue;
+        if (*type == NetlinkDecoding::doneType) return NetlinkDecoding::Step::done;
+        if (*type == NetlinkDecoding::errorType) {
             // struct nlmsgerr starts with the negative errno.
-            if (payload.size() < 4) {
-                progress.malformed = true;
-                return progress;
-            }
-            progress.error = -load<int32_t>(payload, 0);
-            if (progress.error <= 0) progress.error = EPROTO;
-            return progress;
+            const auto error = loadNative<int32_t>(payload, 0);
+            if (!error) return NetlinkDecoding::malformed();
+            // A positive, zero (an acknowledgement, which no dump sends) or
+            // unnegatable value is not an errno.
+            if (*error >= 0 || *error == INT32_MIN) return errorFrom(EPROTO);
+            return errorFrom(-*error);
         }
-        if (!visit(type, payload)) {
-            progress.malformed = true;
-            return progress;
-        }
+        if (!visit(*type, payload)) return NetlinkDecoding::malformed();
     }
-    if (offset != datagram.size()) progress.malformed = true;
-    return progress;
+    if (offset != datagram.size()) return NetlinkDecoding::malformed();
+    return NetlinkDecoding::Step::more;
 }
 
 // Calls `attribute` for each rtattr in `attributes`; false when one runs past
@@ -68,26 +63,42 @@ template <class F>
 bool forEachAttribute(std::span<const uint8_t> attributes, F attribute) {
     size_t offset = 0;
     while (attributes.size() - offset >= NetlinkDecoding::attributeHeaderSize) {
-        const uint16_t length = load<uint16_t>(attributes, offset);
-        const uint16_t type = load<uint16_t>(attributes, offset + 2);
-        if (length < NetlinkDecoding::attributeHeaderSize || length > attributes.size() - offset) return false;
+        const auto length = loadNative<uint16_t>(attributes, offset);
+        const auto type = loadNative<uint16_t>(attributes, offset + 2);
+        if (!length || !type || *length < NetlinkDecoding::attributeHeaderSize || *length > attributes.size() - offset) {
+            return false;
+        }
         // The top bits are NLA_F_NESTED and NLA_F_NET_BYTEORDER.
-        attribute(uint16_t(type & 0x3fff), attributes.subspan(offset + NetlinkDecoding::attributeHeaderSize,
-                                                              length - NetlinkDecoding::attributeHeaderSize));
-        offset += std::min(align4(length), attributes.size() - offset);
+        attribute(uint16_t(*type & 0x3fff), attributes.subspan(offset + NetlinkDecoding::attributeHeaderSize,
+                                                               *length - NetlinkDecoding::attributeHeaderSize));
+        offset += std::min(align4(*length), attributes.size() - offset);
     }
     return true;
 }
 
+// The rx and tx bytes of a struct rtnl_link_stats64; absent when it is short.
+std::optional<InterfaceCounters> linkStats64(std::span<const uint8_t> value) {
+    const auto in = loadNative<uint64_t>(value, NetlinkDecoding::stats64RxBytesOffset);
+    const auto out = loadNative<uint64_t>(value, NetlinkDecoding::stats64TxBytesOffset);
+    if (!in || !out) return std::nullopt;
+    return InterfaceCounters{*in, *out};
+}
+
 }  // namespace
 
-NetlinkDecoding::Progress NetlinkDecoding::links(std::span<const uint8_t> datagram, uint32_t sequence,
-                                                 std::vector<NetlinkLink>& out) {
+std::error_code NetlinkDecoding::malformed() {
+    static const MalformedCategory category;
+    return std::error_code(1, category);
+}
+
+Result<NetlinkDecoding::Step> NetlinkDecoding::links(std::span<const uint8_t> datagram, uint32_t sequence,
+                                                     std::vector<NetlinkLink>& out) {
     return walk(datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {
         if (type != newLinkType) return true;
-        if (payload.size() < linkHeaderSize) return false;
+        const auto index = loadNative<int32_t>(payload, linkIndexOffset);
+        if (!index || payload.size() < linkHeaderSize) return false;
         NetlinkLink link;
-        link.index = load<int32_t>(payload, linkIndexOffset);
+        link.index = *index;
         bool named = false;
         bool whole = forEachAttribute(payload.subspan(linkHeaderSize), [&](uint16_t kind, std::span<const uint8_t> value) {
             if (kind == nameAttribute) {
@@ -97,9 +108,8 @@ NetlinkDecoding::Progress NetlinkDecoding::links(std::span<const uint8_t> datagr
                     link.name.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
                     named = true;
                 }
-            } else if (kind == stats64Attribute && value.size() >= stats64TxBytesOffset + 8) {
-                link.counters = InterfaceCounters{load<uint64_t>(value, stats64RxBytesOffset),
-                                                  load<uint64_t>(value, stats64TxBytesOffset)};
+            } else if (kind == stats64Attribute) {
+                if (auto counters = linkStats64(value)) link.counters = counters;
             }
         });
         if (!whole) return false;
@@ -108,19 +118,21 @@ NetlinkDecoding::Progress NetlinkDecoding::links(std::span<const uint8_t> datagr
     });
 }
 
-NetlinkDecoding::Progress NetlinkDecoding::stats(std::span<const uint8_t> datagram, uint32_t sequence,
-                                                 std::vector<NetlinkStats>& out) {
+Result<NetlinkDecoding::Step> NetlinkDecoding::stats(std::span<const uint8_t> datagram, uint32_t sequence,
+                                                     std::vector<NetlinkStats>& out) {
     return walk(datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {
         if (type != newStatsType) return true;
-        if (payload.size() < statsHeaderSize) return false;
+        const auto index = loadNative<int32_t>(payload, statsIndexOffset);
+        if (!index || payload.size() < statsHeaderSize) return false;
         NetlinkStats entry;
-        entry.index = load<int32_t>(payload, statsIndexOffset);
+        entry.index = *index;
         bool found = false;
         bool whole = forEachAttribute(payload.subspan(statsHeaderSize), [&](uint16_t kind, std::span<const uint8_t> value) {
-            if (kind != statsLink64Attribute || value.size() < stats64TxBytesOffset + 8) return;
-            entry.counters = InterfaceCounters{load<uint64_t>(value, stats64RxBytesOffset),
-                                               load<uint64_t>(value, stats64TxBytesOffset)};
-            found = true;
+            if (kind != statsLink64Attribute) return;
+            if (auto counters = linkStats64(value)) {
+                entry.counters = *counters;
+                found = true;
+            }
         });
         if (!whole) return false;
         if (found) out.push_back(entry);
@@ -128,8 +140,8 @@ NetlinkDecoding::Progress NetlinkDecoding::stats(std::span<const uint8_t> datagr
     });
 }
 
-NetlinkDecoding::Progress NetlinkDecoding::routes(std::span<const uint8_t> datagram, uint32_t sequence,
-                                                  std::vector<NetlinkRoute>& out) {
+Result<NetlinkDecoding::Step> NetlinkDecoding::routes(std::span<const uint8_t> datagram, uint32_t sequence,
+                                                      std::vector<NetlinkRoute>& out) {
     return walk(datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {
         if (type != newRouteType) return true;
         if (payload.size() < routeHeaderSize) return false;
@@ -142,9 +154,9 @@ NetlinkDecoding::Progress NetlinkDecoding::routes(std::span<const uint8_t> datag
         route.type = payload[7];
         bool whole = forEachAttribute(payload.subspan(routeHeaderSize), [&](uint16_t kind, std::span<const uint8_t> value) {
             if (value.size() < 4) return;
-            if (kind == routeTableAttribute) route.table = load<uint32_t>(value, 0);
-            else if (kind == routeOutputAttribute) route.outputInterface = load<int32_t>(value, 0);
-            else if (kind == routePriorityAttribute) route.priority = load<uint32_t>(value, 0);
+            if (kind == routeTableAttribute) route.table = loadNative<uint32_t>(value, 0).value_or(route.table);
+            else if (kind == routeOutputAttribute) route.outputInterface = loadNative<int32_t>(value, 0);
+            else if (kind == routePriorityAttribute) route.priority = loadNative<uint32_t>(value, 0).value_or(0);
         });
         if (!whole) return false;
         out.push_back(route);

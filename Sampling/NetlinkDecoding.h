@@ -4,9 +4,11 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "core/InterfaceCounters.h"
+#include "core/Result.h"
 
 namespace orv {
 
@@ -68,22 +70,29 @@ struct NetlinkDecoding {
     static constexpr uint32_t mainTable = 254;            // RT_TABLE_MAIN
     static constexpr uint8_t unicastRoute = 1;            // RTN_UNICAST
 
-    // What one datagram said about the dump it belongs to.
-    struct Progress {
-        bool done = false;  // NLMSG_DONE seen: the dump is complete
-        int error = 0;      // the errno of an NLMSG_ERROR, else 0
-        bool malformed = false;  // a message ran past the datagram or was short
-    };
+    // What one datagram said about the dump it belongs to: more datagrams
+    // follow, or NLMSG_DONE ended it.
+    enum class Step { more, done };
+
+    // The error of a datagram whose messages ran past it or were short, in
+    // a category of its own so that it is never taken for an errno the
+    // kernel sent.
+    static std::error_code malformed();
+
+    // A dump is read one datagram at a time, each decoded into the entries
+    // gathered so far: `out` collects the whole dump, and what was decoded
+    // before a malformed message stands. The error is the errno of an
+    // NLMSG_ERROR (generic category) or `malformed()`.
 
     // Appends the links of `datagram`'s messages with sequence `sequence`.
-    static Progress links(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkLink>& out);
+    static Result<Step> links(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkLink>& out);
 
     // Appends the IFLA_STATS_LINK_64 counters of `datagram`'s RTM_NEWSTATS
     // messages with sequence `sequence`; a message without them is skipped.
-    static Progress stats(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkStats>& out);
+    static Result<Step> stats(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkStats>& out);
 
     // Appends the routes of `datagram`'s messages with sequence `sequence`.
-    static Progress routes(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkRoute>& out);
+    static Result<Step> routes(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkRoute>& out);
 
     // The output interface of the main table's default unicast route of
     // `family` with the lowest priority; absent when there is none.

@@ -5,11 +5,9 @@
 namespace orv {
 
 std::pair<double, double> NetworkMath::rates(const InterfaceCounterMap* previous, const InterfaceCounterMap& current,
-                                             double seconds,
-                                             const std::function<bool(const std::string&)>& counts) {
-    const double in = CounterMath::rate(previous, current, seconds, &InterfaceCounters::bytesIn, counts);
-    const double out = CounterMath::rate(previous, current, seconds, &InterfaceCounters::bytesOut, counts);
-    return {in, out};
+                                             double seconds) {
+    return {CounterMath::rate(previous, current, seconds, &InterfaceCounters::bytesIn),
+            CounterMath::rate(previous, current, seconds, &InterfaceCounters::bytesOut)};
 }
 
 bool NetworkMath::isEthernetClassName(std::string_view name) {

@@ -1,24 +1,18 @@
 #pragma once
 
-#include <functional>
-#include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 #include "core/InterfaceCounters.h"
 
 namespace orv {
 
-using InterfaceCounterMap = std::unordered_map<std::string, InterfaceCounters>;
-
 // Throughput summed over the interfaces that count.
 struct NetworkMath {
-    // Which interfaces count is the platform's rule (a name rule on macOS,
-    // a physical device on Linux); only counted interfaces of `current`
-    // contribute. Returns (inBPS, outBPS).
+    // (inBPS, outBPS) by the shared counter rule. The maps hold only
+    // interfaces that count: the port leaves the others out as it reads.
     static std::pair<double, double> rates(const InterfaceCounterMap* previous, const InterfaceCounterMap& current,
-                                           double seconds, const std::function<bool(const std::string&)>& counts);
+                                           double seconds);
 
     // The macOS rule: names beginning with "en" (Ethernet and Wi-Fi) count;
     // loopback, tunnels, peer-to-peer Wi-Fi, bridges, access points,

@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "Sampling/NetworkMath.h"
+#include "Sampling/CountedDeviceCache.h"
+#include "core/InterfaceCounters.h"
 
 namespace orv {
 
@@ -15,12 +16,11 @@ class NetworkPort {
 public:
     virtual ~NetworkPort() = default;
 
-    // Every interface's cumulative byte counts in one kernel dump, into
-    // `out` (cleared first). Throws SamplingError.
-    virtual void readCounters(InterfaceCounterMap& out) = 0;
-
-    // Whether an interface's bytes count towards the machine's throughput.
-    virtual bool counts(const std::string& name) = 0;
+    // The cumulative byte counts of every interface that counts, from one
+    // kernel dump, asking `counted` about each interface it reads (see
+    // CountedDeviceCache). The sampler's primary read: throws SamplingError
+    // when the dump fails.
+    virtual InterfaceCounterMap readCounters(CountedDeviceCache<std::string>& counted) = 0;
 
     // The interface of the default route, IPv4 before IPv6; absent when
     // there is none or it cannot be found.

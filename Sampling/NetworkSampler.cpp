@@ -1,5 +1,7 @@
 #include "Sampling/NetworkSampler.h"
 
+#include "Sampling/NetworkMath.h"
+
 namespace orv {
 
 NetworkSampler::NetworkSampler(std::unique_ptr<NetworkPort> port, SamplingExecutor& executor, Clock clock)
@@ -11,12 +13,12 @@ std::future<NetworkStats> NetworkSampler::sample() {
 
 NetworkStats NetworkSampler::sampleNow() {
     const auto now = clock_();
-    port_->readCounters(current_);
+    counted_.beginPass();
+    InterfaceCounterMap current = port_->readCounters(counted_);
+    counted_.endPass();
     const double seconds = previousAt_ ? (now - *previousAt_).toSeconds() : 0;
-    auto [in, out] = NetworkMath::rates(previousAt_ ? &previous_ : nullptr, current_, seconds,
-                                        [this](const std::string& name) { return port_->counts(name); });
-    // The two maps trade places, so steady-state samples reuse their storage.
-    std::swap(previous_, current_);
+    auto [in, out] = NetworkMath::rates(previousAt_ ? &previous_ : nullptr, current, seconds);
+    previous_ = std::move(current);
     previousAt_ = now;
     return NetworkStats{in, out, port_->primaryInterface()};
 }

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "Sampling/NetworkMath.h"
+#include "core/InterfaceCounters.h"
 
 namespace orv {
 
@@ -34,10 +34,11 @@ struct RouteDumpDecoding {
 
     // Every interface's counters, by name; a later message with the same
     // name replaces an earlier one. A truncated or malformed message ends
-    // the walk and what was read so far is the answer. A message without a
-    // usable link-level name is named by `indexToName` (if_indextoname on
-    // the machine), or skipped when that has no answer either.
-    static void interfaces(std::span<const uint8_t> dump, const IndexToName& indexToName, InterfaceCounterMap& out);
+    // the walk and what was read so far is the answer, so this never fails.
+    // A message without a usable link-level name is named by `indexToName`
+    // (if_indextoname on the machine), or skipped when that has no answer
+    // either.
+    [[nodiscard]] static InterfaceCounterMap interfaces(std::span<const uint8_t> dump, const IndexToName& indexToName);
 };
 
 }  // namespace orv

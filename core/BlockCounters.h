@@ -2,6 +2,7 @@
 
 #include <boost/describe/class.hpp>
 #include <cstdint>
+#include <unordered_map>
 
 #include "core/RecordHash.h"
 
@@ -15,5 +16,9 @@ struct BlockCounters {
     friend bool operator==(const BlockCounters&, const BlockCounters&) = default;
 };
 BOOST_DESCRIBE_STRUCT(BlockCounters, (), (bytesRead, bytesWritten))
+
+// Block counters by device: the registry entry ID on macOS, the device
+// number (major << 32 | minor) on Linux.
+using BlockCounterMap = std::unordered_map<uint64_t, BlockCounters>;
 
 }  // namespace orv

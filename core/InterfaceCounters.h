@@ -2,6 +2,8 @@
 
 #include <boost/describe/class.hpp>
 #include <cstdint>
+#include <string>
+#include <unordered_map>
 
 #include "core/RecordHash.h"
 
@@ -15,5 +17,8 @@ struct InterfaceCounters {
     friend bool operator==(const InterfaceCounters&, const InterfaceCounters&) = default;
 };
 BOOST_DESCRIBE_STRUCT(InterfaceCounters, (), (bytesIn, bytesOut))
+
+// Interface counters by the interface's name.
+using InterfaceCounterMap = std::unordered_map<std::string, InterfaceCounters>;
 
 }  // namespace orv

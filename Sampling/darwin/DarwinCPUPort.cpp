@@ -57,16 +57,18 @@ public:
 
     CPUTopology readTopology() override {
         PerfLevelReads reads;
+        // The topology rule takes reads that throw the sysctl's error.
         reads.levels = [] {
             std::vector<PerfLevel> levels;
-            const int64_t count = SysctlReader::integer("hw.nperflevels");
+            const int64_t count = SysctlReader::integer("hw.nperflevels").value();
             for (int64_t i = 0; i < count; ++i) {
                 const std::string prefix = "hw.perflevel" + std::to_string(i);
-                levels.push_back({SysctlReader::string(prefix + ".name"), SysctlReader::integer(prefix + ".logicalcpu")});
+                levels.push_back({SysctlReader::string(prefix + ".name").value(),
+                                  SysctlReader::integer(prefix + ".logicalcpu").value()});
             }
             return levels;
         };
-        reads.logicalCPUCount = [] { return SysctlReader::integer("hw.logicalcpu"); };
+        reads.logicalCPUCount = [] { return SysctlReader::integer("hw.logicalcpu").value(); };
         // What NSProcessInfo.activeProcessorCount reports.
         reads.activeProcessorCount = [] { return int64_t(sysconf(_SC_NPROCESSORS_ONLN)); };
         reads.clusterTypes = [] { return clusterTypes(); };

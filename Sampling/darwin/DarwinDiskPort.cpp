@@ -1,5 +1,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
+#include <mach/kern_return.h>
 #include <sys/mount.h>
 #include <sys/param.h>
 
@@ -9,6 +10,7 @@
 #include "Sampling/BlockStorageProperties.h"
 #include "Sampling/DiskPort.h"
 #include "Sampling/darwin/IOObjectRef.h"
+#include "core/SamplingError.h"
 #include "core/darwin/CFPropertyValue.h"
 #include "core/darwin/CFRef.h"
 
@@ -31,43 +33,53 @@ class DarwinDiskPort : public DiskPort {
 public:
     DarwinDiskPort() : matching_(IOServiceMatching("IOBlockStorageDriver")) {}
 
-    void readBlockCounters(DiskImageCache& images, BlockCounterMap& out) override {
-        out.clear();
-        if (!matching_) return;
+    // The registry's list of block-storage drivers is the sampler's primary
+    // read: when the registry refuses it, the sample throws rather than
+    // passing for a machine without disks.
+    BlockCounterMap readBlockCounters(CountedDeviceCache<uint64_t>& counted) override {
+        // IOServiceMatching fails only when it cannot allocate.
+        if (!matching_) throw SamplingError::kernel(KERN_RESOURCE_SHORTAGE);
         CFRetain(matching_.get());  // the call consumes one reference; the dictionary is kept
         io_iterator_t iterator = IO_OBJECT_NULL;
-        if (IOServiceGetMatchingServices(kIOMainPortDefault, matching_.get(), &iterator) != KERN_SUCCESS) return;
+        if (kern_return_t result = IOServiceGetMatchingServices(kIOMainPortDefault, matching_.get(), &iterator);
+            result != KERN_SUCCESS) {
+            throw SamplingError::kernel(result);
+        }
         IOObjectRef drivers(iterator);
+        BlockCounterMap out;
         while (io_object_t next = IOIteratorNext(drivers.get())) {
             IOObjectRef driver(next);
             uint64_t id = 0;
             if (IORegistryEntryGetRegistryEntryID(driver.get(), &id) != KERN_SUCCESS) continue;
-            bool image = images.isDiskImage(id, [&] {
+            // A driver on a disk image's virtual interconnect does not count.
+            const bool counts = counted.counts(id, [&] {
                 io_registry_entry_t parentEntry = IO_OBJECT_NULL;
                 if (IORegistryEntryGetParentEntry(driver.get(), kIOServicePlane, &parentEntry) != KERN_SUCCESS) {
-                    return false;
+                    return true;
                 }
                 IOObjectRef parent(parentEntry);
                 auto characteristics = property(parent.get(), CFSTR("Protocol Characteristics"));
-                return BlockStorageProperties::isVirtualInterconnect(characteristics ? &*characteristics : nullptr);
+                return !BlockStorageProperties::isVirtualInterconnect(characteristics ? &*characteristics : nullptr);
             });
-            if (image) continue;
+            if (!counts) continue;
             auto statistics = property(driver.get(), CFSTR("Statistics"));
             if (auto counters = BlockStorageProperties::counters(statistics ? &*statistics : nullptr)) {
                 out.insert_or_assign(id, *counters);
             }
         }
+        return out;
     }
 
     // The volumes a file browser shows: MNT_DONTBROWSE marks the hidden ones
     // (the system's own volumes, recovery, VM).
-    std::vector<std::string> listVolumes() override {
+    Result<std::vector<std::string>> listVolumes() override {
         std::vector<std::string> paths;
         int count = getfsstat(nullptr, 0, MNT_NOWAIT);
-        if (count <= 0) return paths;
+        if (count < 0) return lastError();
+        if (count == 0) return paths;
         std::vector<struct statfs> mounts(size_t(count) + 4);
         count = getfsstat(mounts.data(), int(mounts.size() * sizeof(struct statfs)), MNT_NOWAIT);
-        if (count <= 0) return paths;
+        if (count < 0) return lastError();
         for (int i = 0; i < count && size_t(i) < mounts.size(); ++i) {
             if (mounts[size_t(i)].f_flags & MNT_DONTBROWSE) continue;
             paths.emplace_back(mounts[size_t(i)].f_mntonname);

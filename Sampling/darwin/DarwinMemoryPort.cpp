@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 #include "Sampling/MemoryMath.h"
@@ -21,15 +22,13 @@ public:
     uint64_t pageSize() override {
         vm_size_t size = 0;
         if (host_page_size(host_.get(), &size) == KERN_SUCCESS && size != 0) return uint64_t(size);
-        try {
-            int64_t fromSysctl = SysctlReader::integer("hw.pagesize");
-            if (fromSysctl > 0) return uint64_t(fromSysctl);
-        } catch (const SamplingError&) {
+        if (auto fromSysctl = SysctlReader::integer("hw.pagesize"); fromSysctl && *fromSysctl > 0) {
+            return uint64_t(*fromSysctl);
         }
         return uint64_t(getpagesize());
     }
 
-    uint64_t physicalMemory() override { return SysctlReader::exactUInt64("hw.memsize"); }
+    Result<uint64_t, SamplingError> physicalMemory() override { return SysctlReader::exactUInt64("hw.memsize"); }
 
     // NSProcessInfo.physicalMemory's figure, from the same kernel counts.
     uint64_t fallbackPhysicalMemory() override {
@@ -50,28 +49,23 @@ public:
                             statistics.external_page_count, statistics.purgeable_count};
     }
 
-    uint64_t readSwapUsed() override {
+    Result<uint64_t, SamplingError> readSwapUsed() override {
         auto bytes = SysctlReader::bytes("vm.swapusage", SwapUsage::size);
-        auto used = SwapUsage::decode(bytes);
-        if (!used) throw SamplingError::sysctl("vm.swapusage", EINVAL);
+        if (!bytes) return bytes.error();
+        auto used = SwapUsage::decode(*bytes);
+        if (!used) return SamplingError::sysctl("vm.swapusage", EINVAL);
         return *used;
     }
 
+    // An unreadable level is the kernel's normal (1).
     MemoryPressure readPressure() override {
-        int64_t level = 1;
-        try {
-            level = SysctlReader::integer("kern.memorystatus_vm_pressure_level");
-        } catch (const SamplingError&) {
-        }
-        return MemoryMath::pressureFromKernelLevel(level);
+        auto level = SysctlReader::integer("kern.memorystatus_vm_pressure_level");
+        return MemoryMath::pressureFromKernelLevel(level ? *level : 1);
     }
 
     int64_t readAvailableLevel() override {
-        try {
-            return SysctlReader::integer("kern.memorystatus_level");
-        } catch (const SamplingError&) {
-            return 100;
-        }
+        auto level = SysctlReader::integer("kern.memorystatus_level");
+        return level ? *level : 100;
     }
 
 private:

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "Sampling/NetworkMath.h"
 #include "Sampling/NetworkPort.h"
 #include "Sampling/RouteDumpBuffer.h"
 #include "Sampling/RouteDumpDecoding.h"
@@ -39,20 +40,22 @@ public:
         }
     }
 
-    void readCounters(InterfaceCounterMap& out) override {
-        out.clear();
+    InterfaceCounterMap readCounters(CountedDeviceCache<std::string>& counted) override {
         auto dump = buffer_.fill([](uint8_t* data, size_t& length) {
             int mib[6] = {CTL_NET, PF_ROUTE, 0, 0, NET_RT_IFLIST2, 0};
             return sysctl(mib, 6, data, &length, nullptr, 0) == 0 ? 0 : errno;
         });
-        RouteDumpDecoding::interfaces(dump, [](uint16_t index) -> std::optional<std::string> {
+        if (!dump) throw RouteDumpBuffer::samplingError(dump.error());
+        auto counters = RouteDumpDecoding::interfaces(*dump, [](uint16_t index) -> std::optional<std::string> {
             char name[IF_NAMESIZE] = {};
             if (!if_indextoname(index, name)) return std::nullopt;
             return std::string(name);
-        }, out);
+        });
+        std::erase_if(counters, [&](const auto& entry) {
+            return !counted.counts(entry.first, [&] { return NetworkMath::isEthernetClassName(entry.first); });
+        });
+        return counters;
     }
-
-    bool counts(const std::string& name) override { return NetworkMath::isEthernetClassName(name); }
 
     std::optional<std::string> primaryInterface() override {
         if (!store_) return std::nullopt;

@@ -8,6 +8,7 @@
 #include "Sampling/ProcStatDecoding.h"
 #include "Sampling/linux/KeptFile.h"
 #include "core/FileReading.h"
+#include "core/Result.h"
 #include "core/SamplingError.h"
 
 namespace orv {
@@ -20,7 +21,7 @@ public:
     explicit LinuxCPUPort(const std::filesystem::path& root) : root_(root), stat_(root / "proc/stat") {}
 
     std::vector<CPUTicks> readTicks() override {
-        auto cores = readCores();
+        auto cores = readCores().value();
         std::vector<CPUTicks> ticks;
         ticks.reserve(cores.size());
         for (const auto& core : cores) ticks.push_back(core.ticks);
@@ -29,10 +30,9 @@ public:
 
     CPUTopology readTopology() override {
         CoreGroupFacts facts;
-        try {
-            for (const auto& core : readCores()) facts.onlineCores.push_back(core.number);
-        } catch (const SamplingError&) {
-            // No cores readable: the single level comes out empty.
+        // No cores readable: the single level comes out empty.
+        if (auto cores = readCores()) {
+            for (const auto& core : *cores) facts.onlineCores.push_back(core.number);
         }
         facts.hybridPerformance = readList("sys/devices/cpu_core/cpus");
         facts.hybridEfficiency = readList("sys/devices/cpu_atom/cpus");
@@ -53,11 +53,13 @@ public:
     }
 
 private:
-    std::vector<ProcStatCore> readCores() {
+    // proc/stat's cores; a file that cannot be read, or does not decode
+    // (EBADMSG), is the error.
+    Result<std::vector<ProcStatCore>, SamplingError> readCores() {
         auto text = stat_.read();
-        if (!text) throw SamplingError::sysctl("proc/stat", errno);
+        if (!text) return SamplingError::fileRead(stat_.path().string(), text.error().value());
         auto cores = ProcStatCore::decodeAll(*text);
-        if (!cores) throw SamplingError::sysctl("proc/stat", EINVAL);
+        if (!cores) return SamplingError::fileRead(stat_.path().string(), EBADMSG);
         return std::move(*cores);
     }
 

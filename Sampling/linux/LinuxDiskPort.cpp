@@ -10,6 +10,7 @@
 #include "Sampling/DiskstatsDecoding.h"
 #include "Sampling/MountinfoDecoding.h"
 #include "Sampling/linux/KeptFile.h"
+#include "core/SamplingError.h"
 
 namespace orv {
 
@@ -34,22 +35,26 @@ public:
     explicit LinuxDiskPort(const std::filesystem::path& root)
         : root_(root), diskstats_(root / "proc/diskstats"), mountinfo_(root / "proc/self/mountinfo") {}
 
-    void readBlockCounters(DiskImageCache& images, BlockCounterMap& out) override {
-        out.clear();
+    // proc/diskstats is the sampler's primary read: without it there is no
+    // throughput to tell, so a failed read throws rather than passing for a
+    // machine without disks.
+    BlockCounterMap readBlockCounters(CountedDeviceCache<uint64_t>& counted) override {
         auto text = diskstats_.read();
-        if (!text) return;
+        if (!text) throw SamplingError::fileRead(diskstats_.path().string(), text.error().value());
         DiskstatsEntry::decodeAll(*text, entries_);
+        BlockCounterMap out;
         for (const auto& entry : entries_) {
-            if (images.isDiskImage(entry.deviceID(), [&] { return !isWholePhysicalDisk(entry.name); })) continue;
+            if (!counted.counts(entry.deviceID(), [&] { return isWholePhysicalDisk(entry.name); })) continue;
             out.insert_or_assign(entry.deviceID(), BlockCounters{entry.bytesRead(), entry.bytesWritten()});
         }
+        return out;
     }
 
-    std::vector<std::string> listVolumes() override {
+    Result<std::vector<std::string>> listVolumes() override {
+        auto text = mountinfo_.read();
+        if (!text) return lastError();
         sources_.clear();
         std::vector<std::string> paths;
-        auto text = mountinfo_.read();
-        if (!text) return paths;
         for (auto& volume : MountinfoDecoding::localVolumes(MountinfoEntry::decodeAll(*text))) {
             paths.push_back(volume.mountPoint);
             sources_.insert_or_assign(volume.mountPoint, std::move(volume));

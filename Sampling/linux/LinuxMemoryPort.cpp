@@ -6,6 +6,7 @@
 #include "Sampling/MemoryPort.h"
 #include "Sampling/MeminfoDecoding.h"
 #include "Sampling/linux/KeptFile.h"
+#include "core/Result.h"
 #include "core/SamplingError.h"
 
 namespace orv {
@@ -25,7 +26,11 @@ public:
         return size > 0 ? uint64_t(size) : 4096;
     }
 
-    uint64_t physicalMemory() override { return readMeminfo().memTotal; }
+    Result<uint64_t, SamplingError> physicalMemory() override {
+        auto info = readMeminfo();
+        if (!info) return info.error();
+        return info->memTotal;
+    }
 
     uint64_t fallbackPhysicalMemory() override {
         long pages = sysconf(_SC_PHYS_PAGES);
@@ -33,11 +38,12 @@ public:
     }
 
     VMPageCounts readPageCounts() override {
-        last_ = readMeminfo();
+        last_ = readMeminfo().value();
         return last_.pageCounts(pageSize());
     }
 
-    uint64_t readSwapUsed() override { return last_.swapUsed(); }
+    // From the meminfo the page counts just read.
+    Result<uint64_t, SamplingError> readSwapUsed() override { return last_.swapUsed(); }
 
     MemoryPressure readPressure() override {
         std::optional<MemoryStall> stall;
@@ -54,11 +60,13 @@ public:
     int64_t readAvailableLevel() override { return MemoryMath::availableLevel(last_.memAvailable, last_.memTotal); }
 
 private:
-    Meminfo readMeminfo() {
+    // proc/meminfo decoded; a file that cannot be read, or does not decode
+    // (EBADMSG), is the error.
+    Result<Meminfo, SamplingError> readMeminfo() {
         auto text = meminfo_.read();
-        if (!text) throw SamplingError::sysctl("proc/meminfo", errno);
+        if (!text) return SamplingError::fileRead(meminfo_.path().string(), text.error().value());
         auto info = Meminfo::decode(*text);
-        if (!info) throw SamplingError::sysctl("proc/meminfo", EINVAL);
+        if (!info) return SamplingError::fileRead(meminfo_.path().string(), EBADMSG);
         return *info;
     }
 

@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <cstddef>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "Sampling/NetlinkDecoding.h"
 #include "Sampling/NetworkPort.h"
+#include "core/Result.h"
 #include "core/SamplingError.h"
 
 namespace orv {
@@ -40,6 +40,16 @@ static_assert(RT_TABLE_MAIN == NetlinkDecoding::mainTable && RTN_UNICAST == Netl
 
 namespace {
 
+// The name a request is reported under in a SamplingError.
+const char* requestName(uint16_t type) {
+    switch (type) {
+        case RTM_GETLINK: return "RTM_GETLINK";
+        case RTM_GETSTATS: return "RTM_GETSTATS";
+        case RTM_GETROUTE: return "RTM_GETROUTE";
+        default: return "NETLINK_ROUTE";
+    }
+}
+
 // Owns the rtnetlink socket; nothing else closes it.
 class NetlinkSocket {
 public:
@@ -48,16 +58,15 @@ public:
     NetlinkSocket& operator=(const NetlinkSocket&) = delete;
     ~NetlinkSocket() { reset(); }
 
-    // Opens and binds on first use, joining the multicast `groups`;
-    // throws SamplingError.
-    mnl_socket* get(unsigned groups = 0) {
+    // Opens and binds on first use, joining the multicast `groups`.
+    Result<mnl_socket*> get(unsigned groups = 0) {
         if (socket_) return socket_;
         mnl_socket* opened = mnl_socket_open(NETLINK_ROUTE);
-        if (!opened) throw SamplingError::sysctl("NETLINK_ROUTE", errno);
+        if (!opened) return lastError();
         if (mnl_socket_bind(opened, groups, MNL_SOCKET_AUTOPID) < 0) {
-            int saved = errno;
+            const auto error = lastError();
             mnl_socket_close(opened);
-            throw SamplingError::sysctl("NETLINK_ROUTE", saved);
+            return error;
         }
         // The kernel answers a dump at once; the bound only keeps a wedged
         // socket from stalling the sampling thread.
@@ -85,6 +94,11 @@ private:
 // The primary interface comes from an RTM_GETROUTE dump under the same
 // rule. An interface counts when it is a physical device, which sysfs
 // shows as a `device` link below sys/class/net/<name>.
+//
+// Every step below the port's two reads answers with a Result; only
+// readCounters, the sampler's primary read, turns a failure into a thrown
+// SamplingError, and the fallbacks (no RTM_GETSTATS, no announcements) are
+// plain branches.
 class LinuxNetworkPort : public NetworkPort {
 public:
     // The kernel fills dump datagrams up to 32 KiB when the reader's buffer
@@ -94,34 +108,26 @@ public:
     explicit LinuxNetworkPort(const std::filesystem::path& root)
         : classNet_(root / "sys/class/net"), receive_(dumpBufferSize) {}
 
-    void readCounters(InterfaceCounterMap& out) override {
-        out.clear();
-        if (drainAnnouncements() || !namesKnown_ || !statsDumps_ || !readStats(out)) readLinks(out);
-        prunePhysical(out);
-    }
-
-    bool counts(const std::string& name) override {
-        auto known = physical_.find(name);
-        if (known != physical_.end()) return known->second;
-        struct stat info;
-        bool isPhysical = ::stat((classNet_ / name / "device").c_str(), &info) == 0;
-        physical_.emplace(name, isPhysical);
-        return isPhysical;
+    InterfaceCounterMap readCounters(CountedDeviceCache<std::string>& counted) override {
+        std::optional<InterfaceCounterMap> counters;
+        if (!drainAnnouncements() && namesKnown_ && statsDumps_) counters = readStats();
+        if (!counters) counters = readLinks().value();
+        std::erase_if(*counters, [&](const auto& entry) {
+            return !counted.counts(entry.first, [&] { return isPhysical(entry.first); });
+        });
+        return std::move(*counters);
     }
 
     std::optional<std::string> primaryInterface() override {
         if (!primaryKnown_) {
             routes_.clear();
-            try {
-                dump(RTM_GETROUTE, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-                    return NetlinkDecoding::routes(datagram, sequence, routes_);
-                });
-                primaryIndex_ = NetlinkDecoding::primaryInterface(routes_);
-                primaryKnown_ = true;
-            } catch (const SamplingError&) {
-                primaryKnown_ = false;
-                return std::nullopt;
-            }
+            auto dumped = dump(RTM_GETROUTE, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+                return NetlinkDecoding::routes(datagram, sequence, routes_);
+            });
+            // No route dump, no primary interface; it is asked again next time.
+            if (!dumped) return std::nullopt;
+            primaryIndex_ = NetlinkDecoding::primaryInterface(routes_);
+            primaryKnown_ = true;
         }
         auto index = primaryIndex_;
         if (!index) return std::nullopt;
@@ -132,19 +138,20 @@ public:
     }
 
 private:
+    bool isPhysical(const std::string& name) const {
+        struct stat info;
+        return ::stat((classNet_ / name / "device").c_str(), &info) == 0;
+    }
+
     // Reads what the kernel announced since the last sample; true when a
     // link or route changed (or announcements were lost: ENOBUFS), which
     // makes the names and the primary interface stale.
     bool drainAnnouncements() {
-        mnl_socket* listener = nullptr;
-        try {
-            listener = watcher_.get(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
-        } catch (const SamplingError&) {
-            return stale();  // no announcements: everything is dumped every time
-        }
+        auto listener = watcher_.get(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
+        if (!listener) return stale();  // no announcements: everything is dumped every time
         bool changed = false;
         for (;;) {
-            ssize_t got = ::recv(mnl_socket_get_fd(listener), receive_.data(), receive_.size(), MSG_DONTWAIT);
+            ssize_t got = ::recv(mnl_socket_get_fd(*listener), receive_.data(), receive_.size(), MSG_DONTWAIT);
             if (got > 0) {
                 changed = true;
                 continue;
@@ -165,46 +172,59 @@ private:
     }
 
     // Names and counters from the full link dump.
-    void readLinks(InterfaceCounterMap& out) {
-        out.clear();
+    Result<InterfaceCounterMap, SamplingError> readLinks() {
         links_.clear();
         namesKnown_ = false;
-        dump(RTM_GETLINK, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+        auto dumped = dump(RTM_GETLINK, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
             return NetlinkDecoding::links(datagram, sequence, links_);
         });
+        if (!dumped) return dumped.error();
+        InterfaceCounterMap out;
         names_.clear();
         for (auto& link : links_) {
             names_[link.index] = link.name;
             if (link.counters) out.insert_or_assign(link.name, *link.counters);
         }
         namesKnown_ = true;
+        return out;
     }
 
-    // Counters alone, named by the last link dump; false when one belongs
-    // to an interface that dump did not know.
-    // Kernels before 4.7 have no RTM_GETSTATS; they get the link dump.
-    bool readStats(InterfaceCounterMap& out) {
+    // Counters alone, named by the last link dump; absent when the link
+    // dump must serve instead: one belongs to an interface that dump did not
+    // know, or the kernel has no RTM_GETSTATS (before 4.7), which is then
+    // not asked again.
+    std::optional<InterfaceCounterMap> readStats() {
         stats_.clear();
-        try {
-            dump(RTM_GETSTATS, 1u << (IFLA_STATS_LINK_64 - 1), [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-                return NetlinkDecoding::stats(datagram, sequence, stats_);
-            });
-        } catch (const SamplingError&) {
+        auto dumped = dump(RTM_GETSTATS, 1u << (IFLA_STATS_LINK_64 - 1),
+                           [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+                               return NetlinkDecoding::stats(datagram, sequence, stats_);
+                           });
+        if (!dumped) {
             statsDumps_ = false;
-            return false;
+            return std::nullopt;
         }
+        InterfaceCounterMap out;
         for (const auto& entry : stats_) {
             auto name = names_.find(entry.index);
-            if (name == names_.end()) return false;
+            if (name == names_.end()) return std::nullopt;
             out.insert_or_assign(name->second, entry.counters);
         }
-        return true;
+        return out;
     }
 
-    // `statsFilter` is if_stats_msg's filter_mask for RTM_GETSTATS.
+    // One dump request and its replies, decoded datagram by datagram.
+    // `statsFilter` is if_stats_msg's filter_mask for RTM_GETSTATS. A
+    // malformed reply is not a failure: what was decoded stands, and the
+    // rest of the dump is dropped with the socket so that the next one
+    // starts clean.
     template <class Decode>
-    void dump(uint16_t type, uint32_t statsFilter, Decode decode) {
-        mnl_socket* socket = socket_.get();
+    Result<void, SamplingError> dump(uint16_t type, uint32_t statsFilter, Decode decode) {
+        auto failed = [&](std::error_code error) {
+            socket_.reset();
+            return SamplingError::netlink(requestName(type), error.value());
+        };
+        auto socket = socket_.get();
+        if (!socket) return failed(socket.error());
         const uint32_t sequence = ++sequence_;
         alignas(nlmsghdr) uint8_t request[NLMSG_SPACE(sizeof(rtmsg))] = {};
         nlmsghdr* header = mnl_nlmsg_put_header(request);
@@ -218,34 +238,17 @@ private:
         auto* body = static_cast<uint8_t*>(mnl_nlmsg_put_extra_header(header, sizeof(rtmsg)));
         body[0] = AF_UNSPEC;
         if (type == RTM_GETSTATS) reinterpret_cast<if_stats_msg*>(body)->filter_mask = statsFilter;
-        if (mnl_socket_sendto(socket, header, header->nlmsg_len) < 0) fail(errno);
+        if (mnl_socket_sendto(*socket, header, header->nlmsg_len) < 0) return failed(lastError());
         for (;;) {
-            ssize_t got = mnl_socket_recvfrom(socket, receive_.data(), receive_.size());
-            if (got < 0) fail(errno);
-            NetlinkDecoding::Progress progress =
-                decode(std::span<const uint8_t>(receive_.data(), size_t(got)), sequence);
-            if (progress.error != 0) fail(progress.error);
-            if (progress.malformed) {
-                // What was decoded stands; the rest of this dump is dropped
-                // with the socket so that the next one starts clean.
+            ssize_t got = mnl_socket_recvfrom(*socket, receive_.data(), receive_.size());
+            if (got < 0) return failed(lastError());
+            Result<NetlinkDecoding::Step> step = decode(std::span<const uint8_t>(receive_.data(), size_t(got)), sequence);
+            if (!step && step.error() == NetlinkDecoding::malformed()) {
                 socket_.reset();
-                return;
+                return {};
             }
-            if (progress.done) return;
-        }
-    }
-
-    [[noreturn]] void fail(int error) {
-        socket_.reset();
-        throw SamplingError::sysctl("NETLINK_ROUTE", error);
-    }
-
-    // Forgets the physical-device answers of names no longer present, so a
-    // name reused by another device is looked at again.
-    void prunePhysical(const InterfaceCounterMap& present) {
-        for (auto it = physical_.begin(); it != physical_.end();) {
-            if (present.count(it->first)) ++it;
-            else it = physical_.erase(it);
+            if (!step) return failed(step.error());
+            if (*step == NetlinkDecoding::Step::done) return {};
         }
     }
 
@@ -262,7 +265,6 @@ private:
     std::vector<NetlinkLink> links_;
     std::vector<NetlinkRoute> routes_;
     std::unordered_map<int32_t, std::string> names_;
-    std::unordered_map<std::string, bool> physical_;
 };
 
 }  // namespace

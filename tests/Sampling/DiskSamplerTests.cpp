@@ -6,6 +6,7 @@
 #include "Sampling/DiskSampler.h"
 #include "Sampling/VolumeNameOrder.h"
 #include "core/JsonCoding.h"
+#include "core/SamplingError.h"
 
 namespace orv {
 namespace {
@@ -63,24 +64,33 @@ struct FakeDiskState {
     int listings = 0;
     std::map<std::string, int> expensiveReads;
     int64_t nowSeconds = 0;
+    std::optional<SamplingError> countersFail;  // the next counter read throws this
+    std::optional<int> listingFails;            // the listing fails with this errno
 };
 
 class FakeDiskPort : public DiskPort {
 public:
     explicit FakeDiskPort(std::shared_ptr<FakeDiskState> s) : s_(std::move(s)) {}
-    void readBlockCounters(DiskImageCache& images, BlockCounterMap& out) override {
-        out.clear();
+    BlockCounterMap readBlockCounters(CountedDeviceCache<uint64_t>& counted) override {
+        if (s_->countersFail) {
+            auto error = *s_->countersFail;
+            s_->countersFail.reset();
+            throw error;
+        }
+        BlockCounterMap out;
         for (const auto& driver : s_->drivers) {
-            bool image = images.isDiskImage(driver.id, [&] {
+            bool counts = counted.counts(driver.id, [&] {
                 ++s_->imageProbes;
-                return driver.isImage;
+                return !driver.isImage;
             });
-            if (image || !driver.counters) continue;
+            if (!counts || !driver.counters) continue;
             out[driver.id] = *driver.counters;
         }
+        return out;
     }
-    std::vector<std::string> listVolumes() override {
+    Result<std::vector<std::string>> listVolumes() override {
         ++s_->listings;
+        if (s_->listingFails) return errorFrom(*s_->listingFails);
         return s_->volumes;
     }
     std::optional<VolumeResourceValues> resourceValues(const std::string& path) override {
@@ -130,7 +140,7 @@ TEST(DiskSampler, DiskImageContributesNothingAndItsAnswerIsCached) {
     state->nowSeconds = 1;
     EXPECT_DOUBLE_EQ(sampler->sampleNow().readBPS, 100);
     EXPECT_EQ(state->imageProbes, 2);  // once per driver, not per sample
-    EXPECT_TRUE(sampler->diskImages().contains(2));
+    EXPECT_TRUE(sampler->countedDevices().contains(2));
 }
 
 TEST(DiskSampler, DiskImageAnswerIsForgottenWhenTheDriverDisappears) {
@@ -139,8 +149,50 @@ TEST(DiskSampler, DiskImageAnswerIsForgottenWhenTheDriverDisappears) {
     sampler->sampleNow();
     state->drivers = {{1, false, BlockCounters{}}};
     sampler->sampleNow();
-    EXPECT_FALSE(sampler->diskImages().contains(2));
-    EXPECT_EQ(sampler->diskImages().size(), 1u);
+    EXPECT_FALSE(sampler->countedDevices().contains(2));
+    EXPECT_EQ(sampler->countedDevices().size(), 1u);
+}
+
+TEST(DiskSampler, FailedCounterReadThrowsAndChangesNothing) {
+    auto [state, sampler] = makeSampler();
+    state->drivers = {{1, false, BlockCounters{1000, 0}}};
+    sampler->sampleNow();
+    state->countersFail = SamplingError::fileRead("/proc/diskstats", 5);
+    state->nowSeconds = 1;
+    EXPECT_THROW(sampler->sample().get(), SamplingError);
+    state->drivers = {{1, false, BlockCounters{1400, 0}}};
+    state->nowSeconds = 2;
+    EXPECT_DOUBLE_EQ(sampler->sampleNow().readBPS, 200);  // over both seconds since the last good sample
+}
+
+TEST(DiskSampler, FailedListingKeepsTheVolumesLastListedAndTriesAgainNextSample) {
+    auto [state, sampler] = makeSampler();
+    state->volumes = {"/"};
+    state->values["/"] = local("root", "R", 10, std::nullopt, 1);
+    sampler->sampleNow();
+    state->listingFails = 5;
+    state->nowSeconds = 30;
+    EXPECT_EQ(sampler->sampleNow().volumes.size(), 1u);
+    EXPECT_TRUE(sampler->baselines().count("/"));
+    EXPECT_EQ(state->listings, 2);
+    state->listingFails.reset();
+    state->volumes = {};
+    state->nowSeconds = 31;
+    EXPECT_TRUE(sampler->sampleNow().volumes.empty());
+    EXPECT_EQ(state->listings, 3);
+}
+
+TEST(DiskSampler, FailedFirstListingIsNoVolumesAndNoError) {
+    auto [state, sampler] = makeSampler();
+    state->listingFails = 2;
+    state->drivers = {{1, false, BlockCounters{1, 1}}};
+    EXPECT_TRUE(sampler->sampleNow().volumes.empty());
+}
+
+TEST(DiskMath, BaselineFreePrefersImportantThenAvailableAndIsNotClamped) {
+    EXPECT_EQ(DiskMath::baselineFreeSpace(150, 40), 150u);
+    EXPECT_EQ(DiskMath::baselineFreeSpace(std::nullopt, 40), 40u);
+    EXPECT_EQ(DiskMath::baselineFreeSpace(std::nullopt, std::nullopt), 0u);
 }
 
 TEST(DiskSampler, DriverWithoutCountersContributesNothingNowOrNext) {

@@ -88,8 +88,8 @@ class FakeMemoryPort : public MemoryPort {
 public:
     explicit FakeMemoryPort(std::shared_ptr<FakeMemoryState> s) : s_(std::move(s)) {}
     uint64_t pageSize() override { return 16384; }
-    uint64_t physicalMemory() override {
-        if (s_->physicalError) throw *s_->physicalError;
+    Result<uint64_t, SamplingError> physicalMemory() override {
+        if (s_->physicalError) return *s_->physicalError;
         return 8ull << 30;
     }
     uint64_t fallbackPhysicalMemory() override { return 4ull << 30; }
@@ -98,9 +98,9 @@ public:
         if (s_->pagesError) throw *s_->pagesError;
         return s_->pages;
     }
-    uint64_t readSwapUsed() override {
+    Result<uint64_t, SamplingError> readSwapUsed() override {
         ++s_->swapReads;
-        if (s_->swapError) throw *s_->swapError;
+        if (s_->swapError) return *s_->swapError;
         return 1234;
     }
     MemoryPressure readPressure() override { return MemoryPressure::warning; }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -78,9 +79,8 @@ TEST(NetlinkDecoding, CapturedLinkDumpGivesEveryInterface) {
     ASSERT_FALSE(dump.empty());
     std::vector<NetlinkLink> links;
     auto progress = NetlinkDecoding::links(dump, 7, links);
-    EXPECT_TRUE(progress.done);
-    EXPECT_EQ(progress.error, 0);
-    EXPECT_FALSE(progress.malformed);
+    ASSERT_TRUE(progress);
+    EXPECT_EQ(*progress, NetlinkDecoding::Step::done);
     ASSERT_EQ(links.size(), 4u);
     EXPECT_EQ(links[0].name, "lo");
     EXPECT_EQ(links[0].counters, (InterfaceCounters{3267, 3267}));
@@ -93,8 +93,8 @@ TEST(NetlinkDecoding, CapturedRouteDumpNamesTheIPv4DefaultRoute) {
     auto dump = readFixture("getroute-dump.bin");
     std::vector<NetlinkRoute> routes;
     auto progress = NetlinkDecoding::routes(dump, 8, routes);
-    EXPECT_TRUE(progress.done);
-    EXPECT_FALSE(progress.malformed);
+    ASSERT_TRUE(progress);
+    EXPECT_EQ(*progress, NetlinkDecoding::Step::done);
     EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 4);
     EXPECT_EQ(NetlinkDecoding::defaultRouteInterface(routes, NetlinkDecoding::inet6Family), 4);
 }
@@ -103,7 +103,7 @@ TEST(NetlinkDecoding, HandBuiltLinksAndDone) {
     auto datagram = concat({message(16, 1, link(2, "enp3s0", 500, 600)), message(3, 1, std::vector<uint8_t>(4, 0))});
     std::vector<NetlinkLink> links;
     auto progress = NetlinkDecoding::links(datagram, 1, links);
-    EXPECT_TRUE(progress.done);
+    EXPECT_EQ(progress.value(), NetlinkDecoding::Step::done);
     ASSERT_EQ(links.size(), 1u);
     EXPECT_EQ(links[0], (NetlinkLink{2, "enp3s0", InterfaceCounters{500, 600}}));
 }
@@ -112,7 +112,7 @@ TEST(NetlinkDecoding, MessagesOfAnotherSequenceAreIgnored) {
     auto datagram = concat({message(16, 9, link(2, "stale0", 1, 1)), message(16, 1, link(3, "eth1", 2, 2))});
     std::vector<NetlinkLink> links;
     auto progress = NetlinkDecoding::links(datagram, 1, links);
-    EXPECT_FALSE(progress.done);
+    EXPECT_EQ(progress.value(), NetlinkDecoding::Step::more);
     ASSERT_EQ(links.size(), 1u);
     EXPECT_EQ(links[0].name, "eth1");
 }
@@ -122,7 +122,20 @@ TEST(NetlinkDecoding, ErrorMessageGivesItsErrno) {
     std::vector<uint8_t> payload;
     put(payload, error, sizeof error);
     std::vector<NetlinkLink> links;
-    EXPECT_EQ(NetlinkDecoding::links(message(2, 1, payload), 1, links).error, 95);
+    EXPECT_EQ(NetlinkDecoding::links(message(2, 1, payload), 1, links).error(), errorFrom(95));
+}
+
+TEST(NetlinkDecoding, ErrorMessageWithoutANegativeErrnoIsAProtocolError) {
+    int32_t acknowledgement[4] = {0, 0, 0, 0};
+    std::vector<uint8_t> payload;
+    put(payload, acknowledgement, sizeof acknowledgement);
+    std::vector<NetlinkLink> links;
+    EXPECT_EQ(NetlinkDecoding::links(message(2, 1, payload), 1, links).error(), errorFrom(EPROTO));
+}
+
+TEST(NetlinkDecoding, MalformedIsNeverTakenForAKernelErrno) {
+    EXPECT_NE(NetlinkDecoding::malformed(), errorFrom(EBADMSG));
+    EXPECT_NE(NetlinkDecoding::malformed(), errorFrom(1));
 }
 
 TEST(NetlinkDecoding, TruncatedMessageIsMalformedAndKeepsWhatWasRead) {
@@ -130,7 +143,7 @@ TEST(NetlinkDecoding, TruncatedMessageIsMalformedAndKeepsWhatWasRead) {
     datagram.resize(datagram.size() - 40);
     std::vector<NetlinkLink> links;
     auto progress = NetlinkDecoding::links(datagram, 1, links);
-    EXPECT_TRUE(progress.malformed);
+    EXPECT_EQ(progress.error(), NetlinkDecoding::malformed());
     ASSERT_EQ(links.size(), 1u);
     EXPECT_EQ(links[0].name, "eth0");
 }
@@ -140,7 +153,7 @@ TEST(NetlinkDecoding, AttributeRunningPastItsMessageIsMalformed) {
     uint16_t bogus = 2000;
     std::memcpy(payload.data() + 16, &bogus, 2);
     std::vector<NetlinkLink> links;
-    EXPECT_TRUE(NetlinkDecoding::links(message(16, 1, payload), 1, links).malformed);
+    EXPECT_EQ(NetlinkDecoding::links(message(16, 1, payload), 1, links).error(), NetlinkDecoding::malformed());
     EXPECT_TRUE(links.empty());
 }
 
@@ -149,7 +162,7 @@ TEST(NetlinkDecoding, LinkWithoutStats64HasNoCounters) {
     auto name = attribute(3, "tun0", 5);
     payload.insert(payload.end(), name.begin(), name.end());
     std::vector<NetlinkLink> links;
-    NetlinkDecoding::links(message(16, 1, payload), 1, links);
+    EXPECT_TRUE(NetlinkDecoding::links(message(16, 1, payload), 1, links));
     ASSERT_EQ(links.size(), 1u);
     EXPECT_FALSE(links[0].counters);
 }
@@ -170,7 +183,7 @@ TEST(NetlinkDecoding, StatsMessagesGiveCountersByIndex) {
                             message(3, 4, std::vector<uint8_t>(4, 0))});
     std::vector<NetlinkStats> stats;
     auto progress = NetlinkDecoding::stats(datagram, 4, stats);
-    EXPECT_TRUE(progress.done);
+    EXPECT_EQ(progress.value(), NetlinkDecoding::Step::done);
     ASSERT_EQ(stats.size(), 2u);
     EXPECT_EQ(stats[1], (NetlinkStats{4, InterfaceCounters{3000, 4000}}));
 }
@@ -178,30 +191,30 @@ TEST(NetlinkDecoding, StatsMessagesGiveCountersByIndex) {
 TEST(NetlinkDecoding, StatsMessageWithoutLink64IsSkipped) {
     std::vector<uint8_t> payload(12, 0);
     std::vector<NetlinkStats> stats;
-    EXPECT_FALSE(NetlinkDecoding::stats(message(92, 1, payload), 1, stats).malformed);
+    EXPECT_TRUE(NetlinkDecoding::stats(message(92, 1, payload), 1, stats));
     EXPECT_TRUE(stats.empty());
     std::vector<uint8_t> shortPayload(8, 0);
-    EXPECT_TRUE(NetlinkDecoding::stats(message(92, 1, shortPayload), 1, stats).malformed);
+    EXPECT_EQ(NetlinkDecoding::stats(message(92, 1, shortPayload), 1, stats).error(), NetlinkDecoding::malformed());
 }
 
 TEST(NetlinkDecoding, IPv6DefaultRouteWhenIPv4HasNone) {
     auto datagram = concat({message(24, 1, route(2, 24, 2, 0)),     // an IPv4 subnet, not a default
                             message(24, 1, route(10, 0, 5, 1024))});  // the IPv6 default
     std::vector<NetlinkRoute> routes;
-    NetlinkDecoding::routes(datagram, 1, routes);
+    EXPECT_TRUE(NetlinkDecoding::routes(datagram, 1, routes));
     EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 5);
 }
 
 TEST(NetlinkDecoding, LowestPriorityDefaultRouteWins) {
     auto datagram = concat({message(24, 1, route(2, 0, 3, 600)), message(24, 1, route(2, 0, 2, 100))});
     std::vector<NetlinkRoute> routes;
-    NetlinkDecoding::routes(datagram, 1, routes);
+    EXPECT_TRUE(NetlinkDecoding::routes(datagram, 1, routes));
     EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 2);
 }
 
 TEST(NetlinkDecoding, NoDefaultRouteIsAbsent) {
     std::vector<NetlinkRoute> routes;
-    NetlinkDecoding::routes(message(24, 1, route(2, 8, 1, 0)), 1, routes);
+    EXPECT_TRUE(NetlinkDecoding::routes(message(24, 1, route(2, 8, 1, 0)), 1, routes));
     EXPECT_FALSE(NetlinkDecoding::primaryInterface(routes));
 }
 

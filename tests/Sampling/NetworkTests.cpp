@@ -51,19 +51,18 @@ TEST(NetworkMath, OtherInterfacesDoNotCount) {
     }
 }
 
-TEST(NetworkMath, OnlyCountedInterfacesContribute) {
-    InterfaceCounterMap previous{{"en0", {100, 10}}, {"lo0", {0, 0}}};
-    InterfaceCounterMap current{{"en0", {300, 50}}, {"lo0", {1000000, 1000000}}};
-    auto [in, out] = NetworkMath::rates(&previous, current, 2.0, [](const std::string& n) {
-        return NetworkMath::isEthernetClassName(n);
-    });
-    EXPECT_DOUBLE_EQ(in, 100);
-    EXPECT_DOUBLE_EQ(out, 20);
+TEST(NetworkMath, RatesOverBothDirections) {
+    InterfaceCounterMap previous{{"en0", {100, 10}}, {"en1", {0, 0}}};
+    InterfaceCounterMap current{{"en0", {300, 50}}, {"en1", {100, 100}}};
+    auto [in, out] = NetworkMath::rates(&previous, current, 2.0);
+    EXPECT_DOUBLE_EQ(in, 150);
+    EXPECT_DOUBLE_EQ(out, 70);
 }
 
 struct FakeNetworkState {
     std::vector<InterfaceCounterMap> readings;
     size_t reads = 0;
+    int countProbes = 0;
     std::optional<SamplingError> failNext;
     std::optional<std::string> primary;
     int64_t nowNanoseconds = 0;
@@ -72,16 +71,22 @@ struct FakeNetworkState {
 class FakeNetworkPort : public NetworkPort {
 public:
     explicit FakeNetworkPort(std::shared_ptr<FakeNetworkState> s) : s_(std::move(s)) {}
-    void readCounters(InterfaceCounterMap& out) override {
-        out.clear();
+    // Counts by the macOS name rule, as the macOS port does.
+    InterfaceCounterMap readCounters(CountedDeviceCache<std::string>& counted) override {
         if (s_->failNext) {
             auto error = *s_->failNext;
             s_->failNext.reset();
             throw error;
         }
-        out = s_->readings.at(s_->reads++);
+        InterfaceCounterMap out = s_->readings.at(s_->reads++);
+        std::erase_if(out, [&](const auto& entry) {
+            return !counted.counts(entry.first, [&] {
+                ++s_->countProbes;
+                return NetworkMath::isEthernetClassName(entry.first);
+            });
+        });
+        return out;
     }
-    bool counts(const std::string& name) override { return NetworkMath::isEthernetClassName(name); }
     std::optional<std::string> primaryInterface() override { return s_->primary; }
 
 private:
@@ -138,6 +143,28 @@ TEST(NetworkSampler, FailedDumpThrowsAndChangesNothing) {
     EXPECT_THROW(sampler->sample().get(), SamplingError);
     state->nowNanoseconds = 2'000'000'000;
     EXPECT_DOUBLE_EQ(sampler->sampleNow().inBPS, 200);  // over both seconds since the last good sample
+}
+
+TEST(NetworkSampler, OnlyCountedInterfacesContribute) {
+    auto [state, sampler] = makeSampler();
+    state->readings = {{{"en0", {100, 10}}, {"lo0", {0, 0}}}, {{"en0", {300, 50}}, {"lo0", {1000000, 1000000}}}};
+    sampler->sampleNow();
+    state->nowNanoseconds = 2'000'000'000;
+    auto stats = sampler->sampleNow();
+    EXPECT_DOUBLE_EQ(stats.inBPS, 100);
+    EXPECT_DOUBLE_EQ(stats.outBPS, 20);
+}
+
+TEST(NetworkSampler, EachInterfaceIsAskedAboutOnceAndForgottenWhenItGoes) {
+    auto [state, sampler] = makeSampler();
+    state->readings = {{{"en0", {}}, {"utun3", {}}}, {{"en0", {}}, {"utun3", {}}}, {{"en0", {}}}};
+    sampler->sampleNow();
+    sampler->sampleNow();
+    EXPECT_EQ(state->countProbes, 2);
+    EXPECT_TRUE(sampler->countedInterfaces().contains("utun3"));
+    sampler->sampleNow();
+    EXPECT_FALSE(sampler->countedInterfaces().contains("utun3"));
+    EXPECT_EQ(sampler->countedInterfaces().size(), 1u);
 }
 
 TEST(NetworkSampler, ReportsThePortsPrimaryInterface) {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <optional>
+
 #include "Sampling/CPUPort.h"
 #include "core/SamplingError.h"
 #include "support/TempDir.h"
@@ -12,6 +15,17 @@ const char* const sixCoreStat =
     "cpu0 10 0 10 100 0 0 0 0 0 0\ncpu1 10 0 10 100 0 0 0 0 0 0\ncpu2 10 0 10 100 0 0 0 0 0 0\n"
     "cpu3 10 0 10 100 0 0 0 0 0 0\ncpu4 10 0 10 100 0 0 0 0 0 0\ncpu5 10 0 10 100 0 0 0 0 0 0\n"
     "intr 0\n";
+
+// The SamplingError `read` throws, or nothing when it returns.
+template <class Read>
+std::optional<SamplingError> errorOf(Read read) {
+    try {
+        read();
+    } catch (const SamplingError& error) {
+        return error;
+    }
+    return std::nullopt;
+}
 
 TEST(LinuxCPUPort, HybridListsGiveTwoLevels) {
     test::TempDir root;
@@ -79,6 +93,19 @@ TEST(LinuxCPUPort, MissingStatThrowsAndTopologyStillComesBack) {
     auto topology = port->readTopology();
     ASSERT_EQ(topology.levels.size(), 1u);
     EXPECT_TRUE(topology.levels[0].coreIndexes.empty());
+}
+
+TEST(LinuxCPUPort, MissingStatIsAFileReadErrorNamingThePath) {
+    test::TempDir root;
+    auto port = makeCPUPort(root.path());
+    EXPECT_EQ(errorOf([&] { port->readTicks(); }), SamplingError::fileRead((root.path() / "proc/stat").string(), ENOENT));
+}
+
+TEST(LinuxCPUPort, UndecodableStatIsAFileReadErrorOfABadMessage) {
+    test::TempDir root;
+    root.write("proc/stat", "cpu0 what\n");
+    auto port = makeCPUPort(root.path());
+    EXPECT_EQ(errorOf([&] { port->readTicks(); }), SamplingError::fileRead((root.path() / "proc/stat").string(), EBADMSG));
 }
 
 }  // namespace

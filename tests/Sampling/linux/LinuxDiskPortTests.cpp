@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <fstream>
 #include <thread>
 
 #include "Sampling/DiskPort.h"
 #include "Sampling/DiskSampler.h"
+#include "core/SamplingError.h"
 #include "support/TempDir.h"
 
 namespace orv {
@@ -35,25 +37,32 @@ TEST(LinuxDiskPort, CountsOnlyWholePhysicalDisks) {
     test::TempDir root;
     buildBlockTree(root);
     auto port = makeDiskPort(root.path());
-    DiskImageCache images;
-    BlockCounterMap counters;
-    images.beginPass();
-    port->readBlockCounters(images, counters);
-    images.endPass();
+    CountedDeviceCache<uint64_t> counted;
+    counted.beginPass();
+    auto counters = port->readBlockCounters(counted);
+    counted.endPass();
     ASSERT_EQ(counters.size(), 2u);
     EXPECT_EQ(counters.at(device(259, 0)), (BlockCounters{1000u * 512, 2000u * 512}));
     EXPECT_EQ(counters.at(device(8, 0)), (BlockCounters{10u * 512, 20u * 512}));
     // The left-out devices are remembered so sysfs is not asked again.
-    EXPECT_TRUE(images.contains(device(7, 0)));
-    EXPECT_TRUE(images.contains(device(259, 1)));
+    EXPECT_TRUE(counted.contains(device(7, 0)));
+    EXPECT_TRUE(counted.contains(device(259, 1)));
 }
 
-TEST(LinuxDiskPort, MissingDiskstatsIsNoDevices) {
+TEST(LinuxDiskPort, MissingDiskstatsIsAFileReadErrorNamingThePath) {
     test::TempDir root;
-    DiskImageCache images;
-    BlockCounterMap counters{{1, {}}};
-    makeDiskPort(root.path())->readBlockCounters(images, counters);
-    EXPECT_TRUE(counters.empty());
+    CountedDeviceCache<uint64_t> counted;
+    try {
+        (void)makeDiskPort(root.path())->readBlockCounters(counted);
+        FAIL() << "expected a SamplingError";
+    } catch (const SamplingError& error) {
+        EXPECT_EQ(error, SamplingError::fileRead((root.path() / "proc/diskstats").string(), ENOENT));
+    }
+}
+
+TEST(LinuxDiskPort, MissingMountinfoIsAListingError) {
+    test::TempDir root;
+    EXPECT_FALSE(makeDiskPort(root.path())->listVolumes());
 }
 
 void buildMounts(const test::TempDir& root) {
@@ -79,14 +88,15 @@ TEST(LinuxDiskPort, ListsLocalVolumesWithEscapesUndoneAndBindMountsOnce) {
     test::TempDir root;
     buildMounts(root);
     auto paths = makeDiskPort(root.path())->listVolumes();
-    EXPECT_EQ(paths, (std::vector<std::string>{"/", "/boot", "/data disk"}));
+    ASSERT_TRUE(paths);
+    EXPECT_EQ(*paths, (std::vector<std::string>{"/", "/boot", "/data disk"}));
 }
 
 TEST(LinuxDiskPort, VolumeIdentityFromUdevLinks) {
     test::TempDir root;
     buildMounts(root);
     auto port = makeDiskPort(root.path());
-    port->listVolumes();
+    ASSERT_TRUE(port->listVolumes());
     auto rootValues = port->resourceValues("/");
     ASSERT_TRUE(rootValues);
     EXPECT_EQ(rootValues->uuid, "1b2c-root");
@@ -104,6 +114,7 @@ TEST(LinuxDiskPort, VolumeIdentityFromUdevLinks) {
 TEST(LinuxDiskPort, SamplerOrdersRootFirstThenByName) {
     test::TempDir root;
     buildMounts(root);
+    root.write("proc/diskstats", "");
     DiskSampler sampler(makeDiskPort(root.path()));
     auto volumes = sampler.sampleNow().volumes;
     ASSERT_EQ(volumes.size(), 3u);
@@ -111,6 +122,13 @@ TEST(LinuxDiskPort, SamplerOrdersRootFirstThenByName) {
     EXPECT_EQ(volumes[0].name, "/");
     EXPECT_EQ(volumes[1].name, "boot");
     EXPECT_EQ(volumes[2].name, "My Data");
+}
+
+TEST(LinuxDiskPort, SamplerWithoutDiskstatsThrowsRatherThanReportingNoThroughput) {
+    test::TempDir root;
+    buildMounts(root);
+    DiskSampler sampler(makeDiskPort(root.path()));
+    EXPECT_THROW(sampler.sampleNow(), SamplingError);
 }
 
 TEST(LinuxDiskPort, UnmountedPathHasNoValues) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "Sampling/MemoryPort.h"
@@ -24,6 +26,17 @@ std::string stall(double some, double full) {
     return text.str();
 }
 
+// The SamplingError `read` throws, or nothing when it returns.
+template <class Read>
+std::optional<SamplingError> errorOf(Read read) {
+    try {
+        read();
+    } catch (const SamplingError& error) {
+        return error;
+    }
+    return std::nullopt;
+}
+
 MemoryPressure pressureOf(const test::TempDir& root) {
     auto port = makeMemoryPort(root.path());
     port->readPageCounts();
@@ -34,10 +47,10 @@ TEST(LinuxMemoryPort, ReadsPagesSwapAndLevelFromMeminfo) {
     test::TempDir root;
     root.write("proc/meminfo", meminfo(250000));
     auto port = makeMemoryPort(root.path());
-    EXPECT_EQ(port->physicalMemory(), 1000000ull * 1024);
+    EXPECT_EQ(port->physicalMemory().value(), 1000000ull * 1024);
     auto pages = port->readPageCounts();
     EXPECT_EQ(pages.internalPages, 40960ull * 1024 / port->pageSize());
-    EXPECT_EQ(port->readSwapUsed(), 4096ull * 1024);
+    EXPECT_EQ(port->readSwapUsed().value(), 4096ull * 1024);
     EXPECT_EQ(port->readAvailableLevel(), 25);
 }
 
@@ -93,7 +106,7 @@ TEST(LinuxMemoryPort, GarbageMeminfoThrows) {
     root.write("proc/meminfo", "MemTotal: ??\n");
     auto port = makeMemoryPort(root.path());
     EXPECT_THROW(port->readPageCounts(), SamplingError);
-    EXPECT_THROW(port->physicalMemory(), SamplingError);
+    EXPECT_THROW(port->physicalMemory().value(), SamplingError);
 }
 
 TEST(LinuxMemoryPort, MissingMeminfoMakesASamplerThatStillConstructs) {
@@ -101,6 +114,22 @@ TEST(LinuxMemoryPort, MissingMeminfoMakesASamplerThatStillConstructs) {
     MemorySampler sampler(makeMemoryPort(root.path()));
     EXPECT_GT(sampler.totalBytes(), 0u);  // the process's own figure
     EXPECT_THROW(sampler.sampleNow(), SamplingError);
+}
+
+TEST(LinuxMemoryPort, MissingMeminfoIsAFileReadErrorNamingThePath) {
+    test::TempDir root;
+    auto port = makeMemoryPort(root.path());
+    const auto expected = SamplingError::fileRead((root.path() / "proc/meminfo").string(), ENOENT);
+    EXPECT_EQ(errorOf([&] { port->readPageCounts(); }), expected);
+    EXPECT_EQ(port->physicalMemory().error(), expected);
+}
+
+TEST(LinuxMemoryPort, UndecodableMeminfoIsAFileReadErrorOfABadMessage) {
+    test::TempDir root;
+    root.write("proc/meminfo", "MemTotal: ??\n");
+    auto port = makeMemoryPort(root.path());
+    EXPECT_EQ(errorOf([&] { port->readPageCounts(); }),
+              SamplingError::fileRead((root.path() / "proc/meminfo").string(), EBADMSG));
 }
 
 TEST(LinuxMemoryPort, LiveTotalMatchesProcMeminfoToTheByte) {
