@@ -1,13 +1,13 @@
 #include <stdlib.h>
 
 #include <cerrno>
-#include <charconv>
 
 #include "Sampling/CPUPort.h"
 #include "Sampling/CoreGroupTopology.h"
 #include "Sampling/ProcStatDecoding.h"
 #include "Sampling/linux/KeptFile.h"
 #include "core/FileReading.h"
+#include "core/TextDecoding.h"
 #include "core/Result.h"
 #include "core/SamplingError.h"
 
@@ -39,9 +39,9 @@ public:
         for (int64_t core : facts.onlineCores) {
             auto text = FileReading::readSmallFile(root_ / "sys/devices/system/cpu" / ("cpu" + std::to_string(core)) / "cpu_capacity");
             if (!text) continue;
-            int64_t capacity = 0;
-            auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), capacity);
-            if (error == std::errc()) facts.capacities[core] = capacity;
+            if (auto capacity = TextDecoding::parseNumber<int64_t>(TextDecoding::trim(*text))) {
+                facts.capacities[core] = *capacity;
+            }
         }
         return coreGroupTopology(facts);
     }

@@ -52,7 +52,7 @@ public:
 
     Result<std::vector<std::string>> listVolumes() override {
         auto text = mountinfo_.read();
-        if (!text) return lastError();
+        if (!text) return text.error();
         sources_.clear();
         std::vector<std::string> paths;
         for (auto& volume : MountinfoDecoding::localVolumes(MountinfoEntry::decodeAll(*text))) {

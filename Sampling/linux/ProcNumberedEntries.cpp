@@ -4,8 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <charconv>
-#include <cstring>
+#include "core/TextDecoding.h"
 
 namespace orv {
 
@@ -16,10 +15,9 @@ void appendNumberedEntries(int directory, std::span<char> buffer, std::vector<in
         for (long offset = 0; offset < n;) {
             auto* entry = reinterpret_cast<const dirent64*>(buffer.data() + offset);
             offset += entry->d_reclen;
-            const char* name = entry->d_name;
-            int32_t number = 0;
-            auto [end, error] = std::from_chars(name, name + std::strlen(name), number);
-            if (error == std::errc() && *end == '\0' && number > 0) out.push_back(number);
+            // Only the numbered entries are tasks ("self", "sys" … are not).
+            auto number = TextDecoding::parseNumber<int32_t>(entry->d_name);
+            if (number && *number > 0) out.push_back(*number);
         }
     }
 }

@@ -16,6 +16,7 @@
 #include "HelperProtocol/HelperFrame.h"
 #include "Sampling/HelperTransport.h"
 #include "core/FileDescriptor.h"
+#include "core/Result.h"
 
 namespace orv {
 
@@ -100,12 +101,11 @@ private:
                     request = std::move(requests.front());
                     requests.pop_front();
                 }
-                std::string failure;
-                auto data = exchange(request.method, failure);
+                auto data = exchange(request.method);
                 if (data) {
                     request.reply(std::move(*data));
                 } else {
-                    request.onError(failure);
+                    request.onError(data.error().description);
                     markInvalid();
                 }
             }
@@ -132,88 +132,77 @@ private:
             if (handler) handler();
         }
 
-        bool connectSocket(std::string& failure) {
+        // Why the connection can no longer be used, as the client reports it.
+        struct Failure {
+            std::string description;
+        };
+        template <class T = void>
+        using Step = Result<T, Failure>;
+
+        Step<> connectSocket() {
             FileDescriptor opened(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-            if (!opened) {
-                failure = "Cannot create a socket: " + errnoText(errno);
-                return false;
-            }
+            if (!opened) return Failure{"Cannot create a socket: " + errnoText(errno)};
             timeval timeout{receiveTimeoutSeconds, 0};
             ::setsockopt(opened.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
             const int s = opened.get();
             {
                 std::lock_guard lock(mutex);
-                if (invalidated) {
-                    failure = "Connection invalid";
-                    return false;
-                }
+                if (invalidated) return Failure{"Connection invalid"};
                 fd = std::move(opened);
             }
             sockaddr_un address{};
             address.sun_family = AF_UNIX;
-            if (path.size() >= sizeof address.sun_path) {
-                failure = "Socket path too long: " + path;
-                return false;
-            }
+            if (path.size() >= sizeof address.sun_path) return Failure{"Socket path too long: " + path};
             std::memcpy(address.sun_path, path.data(), path.size());
             if (::connect(s, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-                failure = "Cannot connect to " + path + ": " + errnoText(errno);
-                return false;
+                return Failure{"Cannot connect to " + path + ": " + errnoText(errno)};
             }
-            return true;
+            return {};
         }
 
-        bool writeAll(std::string_view bytes, std::string& failure) {
+        Step<> writeAll(std::string_view bytes) {
             while (!bytes.empty()) {
                 ssize_t n = ::send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
                 if (n < 0 && errno == EINTR) continue;
-                if (n <= 0) {
-                    failure = "Cannot send to the helper: " + errnoText(errno);
-                    return false;
-                }
+                if (n <= 0) return Failure{"Cannot send to the helper: " + errnoText(errno)};
                 bytes.remove_prefix(size_t(n));
             }
-            return true;
+            return {};
         }
 
-        bool readExactly(char* into, size_t count, std::string& failure) {
+        Step<> readExactly(char* into, size_t count) {
             while (count > 0) {
                 ssize_t n = ::recv(fd.get(), into, count, 0);
                 if (n < 0 && errno == EINTR) continue;
-                if (n == 0) {
-                    failure = "The helper closed the connection";
-                    return false;
-                }
+                if (n == 0) return Failure{"The helper closed the connection"};
                 if (n < 0) {
-                    failure = errno == EAGAIN || errno == EWOULDBLOCK ? "The helper did not answer"
-                                                                      : "Cannot read from the helper: " + errnoText(errno);
-                    return false;
+                    return Failure{errno == EAGAIN || errno == EWOULDBLOCK
+                                       ? std::string("The helper did not answer")
+                                       : "Cannot read from the helper: " + errnoText(errno)};
                 }
                 into += n;
                 count -= size_t(n);
             }
-            return true;
+            return {};
         }
 
-        // One request and its reply; nothing, with `failure` said, when the
-        // connection is no longer usable.
-        std::optional<std::optional<std::string>> exchange(HelperProtocol::Method method, std::string& failure) {
-            if (!fd && !connectSocket(failure)) return std::nullopt;
-            if (!writeAll(HelperFrame::frame(HelperProtocol::selector(method)), failure)) return std::nullopt;
+        // One request and its reply (absent when the helper answered with
+        // nothing), or why the connection is no longer usable.
+        Step<std::optional<std::string>> exchange(HelperProtocol::Method method) {
+            if (!fd) {
+                if (auto connected = connectSocket(); !connected) return connected.error();
+            }
+            if (auto sent = writeAll(HelperFrame::frame(HelperProtocol::selector(method))); !sent) return sent.error();
             char header[HelperFrame::headerSize];
-            if (!readExactly(header, sizeof header, failure)) return std::nullopt;
+            if (auto read = readExactly(header, sizeof header); !read) return read.error();
             const uint32_t length = HelperFrame::announcedLength({header, sizeof header});
             if (length > HelperFrame::maxReplyBytes) {
-                failure = "The helper announced a reply of " + std::to_string(length) + " bytes, over the limit";
-                return std::nullopt;
+                return Failure{"The helper announced a reply of " + std::to_string(length) + " bytes, over the limit"};
             }
             std::string payload(length, '\0');
-            if (!readExactly(payload.data(), payload.size(), failure)) return std::nullopt;
+            if (auto read = readExactly(payload.data(), payload.size()); !read) return read.error();
             auto reply = HelperFrame::readReply(payload);
-            if (!reply) {
-                failure = "The helper sent a malformed reply";
-                return std::nullopt;
-            }
+            if (!reply) return Failure{"The helper sent a malformed reply"};
             if (!*reply) return std::optional<std::string>{};
             return std::optional<std::string>{std::string(**reply)};
         }
