@@ -66,7 +66,8 @@ public:
                 if (auto bytes = AttributeText::integer(*used)) out[GPUMath::memoryInUseKey] = *bytes;
             }
         }
-        return PropertyValue(std::move(out));
+        // Built in place: GCC 12 at -O3 misreads a moved variant temporary as uninitialised.
+        return std::optional<PropertyValue>(std::in_place, std::move(out));
     }
 
     // One walk of the descriptors per call, whatever the number of cards.
