@@ -6,6 +6,7 @@
 #include "Sampling/CPUPort.h"
 #include "core/SamplingError.h"
 #include "support/TempDir.h"
+#include "support/ThrownSamplingError.h"
 
 namespace orv {
 namespace {
@@ -16,16 +17,7 @@ const char* const sixCoreStat =
     "cpu3 10 0 10 100 0 0 0 0 0 0\ncpu4 10 0 10 100 0 0 0 0 0 0\ncpu5 10 0 10 100 0 0 0 0 0 0\n"
     "intr 0\n";
 
-// The SamplingError `read` throws, or nothing when it returns.
-template <class Read>
-std::optional<SamplingError> errorOf(Read read) {
-    try {
-        read();
-    } catch (const SamplingError& error) {
-        return error;
-    }
-    return std::nullopt;
-}
+using test::errorOf;
 
 TEST(LinuxCPUPort, HybridListsGiveTwoLevels) {
     test::TempDir root;

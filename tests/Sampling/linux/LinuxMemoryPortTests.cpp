@@ -9,6 +9,7 @@
 #include "Sampling/MemorySampler.h"
 #include "core/SamplingError.h"
 #include "support/TempDir.h"
+#include "support/ThrownSamplingError.h"
 
 namespace orv {
 namespace {
@@ -26,16 +27,7 @@ std::string stall(double some, double full) {
     return text.str();
 }
 
-// The SamplingError `read` throws, or nothing when it returns.
-template <class Read>
-std::optional<SamplingError> errorOf(Read read) {
-    try {
-        read();
-    } catch (const SamplingError& error) {
-        return error;
-    }
-    return std::nullopt;
-}
+using test::errorOf;
 
 MemoryPressure pressureOf(const test::TempDir& root) {
     auto port = makeMemoryPort(root.path());
