@@ -63,23 +63,25 @@ std::string formatHoursMinutes(Duration duration) {
     return fmt::format("{}:{:02}", minutes / 60, minutes % 60);
 }
 
-std::string formatLocalClock(Date at) {
-    std::time_t seconds = std::time_t(at.unixSeconds());
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[16];
-    std::strftime(text, sizeof text, "%H:%M:%S", &local);
+namespace {
+
+// `at` in strftime's `pattern`, broken down by `breakDown` (localtime_r or
+// gmtime_r).
+template <size_t Size>
+std::string formatInstant(Date at, const char* pattern, std::tm* (*breakDown)(const std::time_t*, std::tm*)) {
+    const std::time_t seconds = std::time_t(at.unixSeconds());
+    std::tm parts{};
+    breakDown(&seconds, &parts);
+    char text[Size];
+    std::strftime(text, sizeof text, pattern, &parts);
     return text;
 }
 
-std::string formatUTCDateTime(Date at) {
-    std::time_t seconds = std::time_t(at.unixSeconds());
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
-    return text;
-}
+}  // namespace
+
+std::string formatLocalClock(Date at) { return formatInstant<16>(at, "%H:%M:%S", localtime_r); }
+
+std::string formatUTCDateTime(Date at) { return formatInstant<32>(at, "%Y-%m-%d %H:%M:%S UTC", gmtime_r); }
 
 std::string userName(uint32_t uid) {
     static std::mutex mutex;
