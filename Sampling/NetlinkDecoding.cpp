@@ -14,66 +14,26 @@ namespace {
 
 using ByteDecoding::loadNative;
 
-// NLMSG_ALIGN and RTA_ALIGN: every message and attribute starts on 4 bytes.
-constexpr size_t align4(size_t length) { return (length + 3) & ~size_t(3); }
-
 class MalformedCategory : public std::error_category {
 public:
     const char* name() const noexcept override { return "netlink"; }
     std::string message(int) const override { return "malformed netlink message"; }
 };
 
-using MessageVisitor = std::function<bool(uint16_t type, std::span<const uint8_t> payload)>;
-
-// Walks the messages of one datagram, handing each payload of `sequence` to
-// `visit` (which answers false for a malformed payload).
-Result<NetlinkDecoding::Step> walk(std::span<const uint8_t> datagram, uint32_t sequence, const MessageVisitor& visit) {
-    size_t offset = 0;
-    while (datagram.size() - offset >= NetlinkDecoding::headerSize) {
-        // struct nlmsghdr: length, type, flags, sequence, port.
-        const auto length = loadNative<uint32_t>(datagram, offset);
-        const auto type = loadNative<uint16_t>(datagram, offset + 4);
-        const auto messageSequence = loadNative<uint32_t>(datagram, offset + 8);
-        if (!length || !type || !messageSequence || *length < NetlinkDecoding::headerSize ||
-            *length > datagram.size() - offset) {
-            return NetlinkDecoding::malformed();
-        }
-        auto payload = datagram.subspan(offset + NetlinkDecoding::headerSize, *length - NetlinkDecoding::headerSize);
-        offset += std::min(align4(*length), datagram.size() - offset);
-        if (*messageSequence != sequence) continue;
-        if (*type == NetlinkDecoding::doneType) return NetlinkDecoding::Step::done;
-        if (*type == NetlinkDecoding::errorType) {
-            // struct nlmsgerr starts with the negative errno.
-            const auto error = loadNative<int32_t>(payload, 0);
-            if (!error) return NetlinkDecoding::malformed();
-            // A positive, zero (an acknowledgement, which no dump sends) or
-            // unnegatable value is not an errno.
-            if (*error >= 0 || *error == INT32_MIN) return errorFrom(EPROTO);
-            return errorFrom(-*error);
-        }
-        if (!visit(*type, payload)) return NetlinkDecoding::malformed();
-    }
-    if (offset != datagram.size()) return NetlinkDecoding::malformed();
-    return NetlinkDecoding::Step::more;
-}
-
-// Calls `attribute` for each rtattr in `attributes`; false when one runs past
-// the end.
-template <class F>
-bool forEachAttribute(std::span<const uint8_t> attributes, F attribute) {
-    size_t offset = 0;
-    while (attributes.size() - offset >= NetlinkDecoding::attributeHeaderSize) {
-        const auto length = loadNative<uint16_t>(attributes, offset);
-        const auto type = loadNative<uint16_t>(attributes, offset + 2);
-        if (!length || !type || *length < NetlinkDecoding::attributeHeaderSize || *length > attributes.size() - offset) {
-            return false;
-        }
-        // The top bits are NLA_F_NESTED and NLA_F_NET_BYTEORDER.
-        attribute(uint16_t(*type & 0x3fff), attributes.subspan(offset + NetlinkDecoding::attributeHeaderSize,
-                                                               *length - NetlinkDecoding::attributeHeaderSize));
-        offset += std::min(align4(*length), attributes.size() - offset);
-    }
-    return true;
+// The walk of the rtnetlink dumps: a payload they cannot read makes the
+// datagram malformed, keeping what came before it.
+Result<NetlinkDecoding::Step> walk(std::span<const uint8_t> datagram, uint32_t sequence,
+                                   const NetlinkDecoding::MessageVisitor& visit) {
+    size_t skipped = 0;
+    auto step = NetlinkDecoding::messages(
+        datagram, sequence, [&](uint16_t type, std::span<const uint8_t> payload) {
+            if (skipped != 0) return true;
+            return visit(type, payload);
+        },
+        &skipped);
+    if (!step) return step;
+    if (skipped != 0) return NetlinkDecoding::malformed();
+    return step;
 }
 
 // The rx and tx bytes of a struct rtnl_link_stats64; absent when it is short.
@@ -85,6 +45,37 @@ std::optional<InterfaceCounters> linkStats64(std::span<const uint8_t> value) {
 }
 
 }  // namespace
+
+Result<NetlinkDecoding::Step> NetlinkDecoding::messages(std::span<const uint8_t> datagram,
+                                                        std::optional<uint32_t> sequence, const MessageVisitor& visit,
+                                                        size_t* skipped) {
+    size_t offset = 0;
+    while (datagram.size() - offset >= headerSize) {
+        // struct nlmsghdr: length, type, flags, sequence, port.
+        const auto length = loadNative<uint32_t>(datagram, offset);
+        const auto type = loadNative<uint16_t>(datagram, offset + 4);
+        const auto messageSequence = loadNative<uint32_t>(datagram, offset + 8);
+        if (!length || !type || !messageSequence || *length < headerSize || *length > datagram.size() - offset) {
+            return malformed();
+        }
+        auto payload = datagram.subspan(offset + headerSize, *length - headerSize);
+        offset += std::min(align4(*length), datagram.size() - offset);
+        if (sequence && *messageSequence != *sequence) continue;
+        if (*type == doneType) return Step::done;
+        if (*type == errorType) {
+            // struct nlmsgerr starts with the negative errno.
+            const auto error = loadNative<int32_t>(payload, 0);
+            if (!error) return malformed();
+            // A positive, zero (an acknowledgement, which no dump sends) or
+            // unnegatable value is not an errno.
+            if (*error >= 0 || *error == INT32_MIN) return errorFrom(EPROTO);
+            return errorFrom(-*error);
+        }
+        if (!visit(*type, payload) && skipped) ++*skipped;
+    }
+    if (offset != datagram.size()) return malformed();
+    return Step::more;
+}
 
 std::error_code NetlinkDecoding::malformed() {
     static const MalformedCategory category;

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "core/ByteDecoding.h"
 #include "core/InterfaceCounters.h"
 #include "core/Result.h"
 
@@ -78,6 +81,39 @@ struct NetlinkDecoding {
     // a category of its own so that it is never taken for an errno the
     // kernel sent.
     static std::error_code malformed();
+
+    // Hands each message of `datagram` whose sequence is `sequence` (every
+    // message when absent, as for multicast notifications) to `visit`,
+    // which answers false for a payload it cannot read: that message is
+    // skipped, counted in `skipped` when given, and the walk goes on, since
+    // its header still says where the next one starts. A header that runs
+    // past the datagram ends the walk with `malformed()`; NLMSG_DONE ends it
+    // with `done`, NLMSG_ERROR with its errno.
+    using MessageVisitor = std::function<bool(uint16_t type, std::span<const uint8_t> payload)>;
+    static Result<Step> messages(std::span<const uint8_t> datagram, std::optional<uint32_t> sequence,
+                                 const MessageVisitor& visit, size_t* skipped = nullptr);
+
+    // Calls `attribute(type, value)` for each rtattr/nlattr in `attributes`
+    // (the nested and byte-order flags masked off); false when one runs past
+    // the end.
+    template <class F>
+    static bool forEachAttribute(std::span<const uint8_t> attributes, F attribute) {
+        size_t offset = 0;
+        while (attributes.size() - offset >= attributeHeaderSize) {
+            const auto length = ByteDecoding::loadNative<uint16_t>(attributes, offset);
+            const auto type = ByteDecoding::loadNative<uint16_t>(attributes, offset + 2);
+            if (!length || !type || *length < attributeHeaderSize || *length > attributes.size() - offset) {
+                return false;
+            }
+            attribute(uint16_t(*type & 0x3fff),
+                      attributes.subspan(offset + attributeHeaderSize, *length - attributeHeaderSize));
+            offset += std::min(align4(*length), attributes.size() - offset);
+        }
+        return true;
+    }
+
+    // NLMSG_ALIGN and RTA_ALIGN: every message and attribute starts on 4 bytes.
+    static constexpr size_t align4(size_t length) { return (length + 3) & ~size_t(3); }
 
     // A dump is read one datagram at a time, each decoded into the entries
     // gathered so far: `out` collects the whole dump, and what was decoded
