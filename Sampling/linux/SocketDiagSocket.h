@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "Sampling/SocketDiagDecoding.h"
+#include "core/Result.h"
+
+struct mnl_socket;
+
+namespace orv {
+
+// The kernel's socket diagnostics (NETLINK_SOCK_DIAG): dumps of the TCP
+// sockets of both families, and the notifications of destroyed ones. A
+// dump needs no privilege (each socket's uid and inode are in it); joining
+// the destroy groups needs CAP_NET_ADMIN.
+class SocketDiagSocket {
+public:
+    // TCPF_ALL: every TCP state, TIME_WAIT and NEW_SYN_RECV included.
+    static constexpr uint32_t allStates = 0xfff;
+    static constexpr uint32_t listenStates = 1u << SocketDiagDecoding::listenState;
+
+    SocketDiagSocket() = default;
+    SocketDiagSocket(const SocketDiagSocket&) = delete;
+    SocketDiagSocket& operator=(const SocketDiagSocket&) = delete;
+    ~SocketDiagSocket();
+
+    // Every TCP socket, IPv4 then IPv6, in a state of `stateMask`, with its
+    // tcp_info byte counts when `withInfo`. Messages that do not decode are
+    // skipped and counted in `skipped`.
+    Result<std::vector<InetSocket>> dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped = nullptr);
+
+    // Joins the TCP destroy groups of both families (once).
+    Result<void> watchDestroyed();
+    // Appends the sockets destroyed since the last call, without waiting.
+    // ENOBUFS means notifications were lost (the receive queue overflowed);
+    // what was read stands and the next call goes on.
+    Result<void> drainDestroyed(std::vector<InetSocket>& out);
+    // The descriptor the notifications arrive on, -1 before watchDestroyed.
+    int destroyedDescriptor() const;
+
+private:
+    Result<void> dumpFamily(uint8_t family, uint32_t stateMask, bool withInfo, std::vector<InetSocket>& out,
+                            size_t* skipped);
+    void resetDumps();
+
+    mnl_socket* dumps_ = nullptr;
+    mnl_socket* destroyed_ = nullptr;
+    uint32_t sequence_ = 0;
+    std::vector<uint8_t> receive_;
+};
+
+}  // namespace orv

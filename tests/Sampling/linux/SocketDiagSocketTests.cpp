@@ -1,0 +1,121 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "Sampling/linux/SocketDiagSocket.h"
+#include "core/FileDescriptor.h"
+
+namespace orv {
+namespace {
+
+// A TCP socket bound to 127.0.0.1 on a port the kernel picks.
+FileDescriptor loopbackSocket(uint16_t& port) {
+    FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    EXPECT_EQ(::bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    port = ntohs(address.sin_port);
+    return fd;
+}
+
+uint64_t inodeOf(int fd) {
+    struct stat info {};
+    EXPECT_EQ(::fstat(fd, &info), 0);
+    return info.st_ino;
+}
+
+TEST(SocketDiagSocketLive, ADumpOfListeningSocketsFindsOursWithItsInodeAndUid) {
+    uint16_t port = 0;
+    auto listener = loopbackSocket(port);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    SocketDiagSocket diag;
+    auto sockets = diag.dumpTCP(SocketDiagSocket::listenStates, false);
+    ASSERT_TRUE(sockets) << sockets.error().message();
+    auto found = std::find_if(sockets->begin(), sockets->end(), [&](const InetSocket& s) { return s.localPort == port; });
+    ASSERT_NE(found, sockets->end());
+    EXPECT_EQ(found->state, SocketDiagDecoding::listenState);
+    EXPECT_EQ(found->inode, inodeOf(listener.get()));
+    EXPECT_EQ(found->uid, ::geteuid());
+    EXPECT_EQ(found->localAddressText(), "127.0.0.1");
+    EXPECT_NE(found->cookie, 0u);
+}
+
+TEST(SocketDiagSocketLive, AnEstablishedPairCarriesItsByteCountsAndIsLoopback) {
+    uint16_t port = 0;
+    auto listener = loopbackSocket(port);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    FileDescriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    ASSERT_EQ(::connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    FileDescriptor server(::accept(listener.get(), nullptr, nullptr));
+    std::vector<char> data(100'000, 'x');
+    std::vector<char> sink(200'000);
+    size_t sent = 0, received = 0;
+    while (sent < data.size()) {
+        ssize_t n = ::send(client.get(), data.data() + sent, data.size() - sent, MSG_DONTWAIT);
+        if (n > 0) sent += size_t(n);
+        ssize_t r = ::recv(server.get(), sink.data(), sink.size(), MSG_DONTWAIT);
+        if (r > 0) received += size_t(r);
+    }
+    while (received < 100'000) {
+        ssize_t r = ::recv(server.get(), sink.data(), sink.size(), 0);
+        ASSERT_GT(r, 0);
+        received += size_t(r);
+    }
+    SocketDiagSocket diag;
+    auto sockets = diag.dumpTCP(SocketDiagSocket::allStates, true);
+    ASSERT_TRUE(sockets);
+    const uint64_t clientInode = inodeOf(client.get());
+    auto found = std::find_if(sockets->begin(), sockets->end(), [&](const InetSocket& s) { return s.inode == clientInode; });
+    ASSERT_NE(found, sockets->end());
+    EXPECT_TRUE(found->isLoopback());
+    ASSERT_TRUE(found->bytesAcked);
+    // The acknowledged SYN counts as one byte of the sequence space.
+    EXPECT_EQ(*found->bytesAcked, 100'001u);
+    EXPECT_EQ(found->remotePort, port);
+    const uint64_t serverInode = inodeOf(server.get());
+    auto accepted = std::find_if(sockets->begin(), sockets->end(), [&](const InetSocket& s) { return s.inode == serverInode; });
+    ASSERT_NE(accepted, sockets->end());
+    EXPECT_EQ(accepted->bytesReceived, 100'000u);
+}
+
+TEST(SocketDiagSocketLive, ADestroyedSocketIsAnnouncedWithItsCookie) {
+    SocketDiagSocket diag;
+    auto watching = diag.watchDestroyed();
+    if (!watching && (watching.error() == std::errc::operation_not_permitted)) {
+        GTEST_SKIP() << "joining the destroy groups needs CAP_NET_ADMIN";
+    }
+    ASSERT_TRUE(watching) << watching.error().message();
+    uint16_t port = 0;
+    auto listener = loopbackSocket(port);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    auto before = diag.dumpTCP(SocketDiagSocket::listenStates, false);
+    ASSERT_TRUE(before);
+    auto seen = std::find_if(before->begin(), before->end(), [&](const InetSocket& s) { return s.localPort == port; });
+    ASSERT_NE(seen, before->end());
+    listener.reset();
+    std::vector<InetSocket> destroyed;
+    pollfd ready{diag.destroyedDescriptor(), POLLIN, 0};
+    ASSERT_EQ(::poll(&ready, 1, 5000), 1);
+    ASSERT_TRUE(diag.drainDestroyed(destroyed));
+    auto gone = std::find_if(destroyed.begin(), destroyed.end(), [&](const InetSocket& s) { return s.cookie == seen->cookie; });
+    ASSERT_NE(gone, destroyed.end());
+    EXPECT_EQ(gone->localPort, port);
+}
+
+}  // namespace
+}  // namespace orv
