@@ -1,0 +1,21 @@
+#include <unistd.h>
+
+#include "Sampling/ProcessNetworkSampler.h"
+#include "Sampling/linux/SocketDiagStatistics.h"
+
+namespace orv {
+
+ProcessNetworkPort makeProcessNetworkPort(const std::filesystem::path& root) {
+    SocketDiagStatistics::Options options;
+    options.root = root;
+    options.everyUser = SocketDiagStatistics::canReadEveryUser(root);
+    options.uid = uint32_t(::getuid());
+    auto statistics = SocketDiagStatistics::make(options);
+    ProcessNetworkPort port;
+    port.monitor = std::make_unique<NetworkStatisticsMonitor>(statistics->functions());
+    port.observe = [statistics](const std::vector<ProcessReading>& readings) { statistics->observe(readings); };
+    port.coversEveryUser = options.everyUser;
+    return port;
+}
+
+}  // namespace orv

@@ -1,0 +1,302 @@
+#include "Sampling/linux/SocketDiagStatistics.h"
+
+#include <algorithm>
+
+#include "Sampling/ProcFiles.h"
+#include "Sampling/linux/ProcPath.h"
+#include "core/FileReading.h"
+#include "core/TextDecoding.h"
+
+namespace orv {
+
+namespace {
+
+const char pidKey = 0, uniquePIDKey = 0, rxKey = 0, txKey = 0, loopbackKey = 0;
+
+// Bits of the capability sets in proc/<pid>/status.
+constexpr uint64_t dacReadSearch = 1ull << 2;
+constexpr uint64_t sysPtrace = 1ull << 19;
+
+// tcp_info counts the acknowledged SYN as one byte sent.
+uint64_t sentBytes(const InetSocket& socket) {
+    const uint64_t acked = socket.bytesAcked.value_or(0);
+    return acked > 0 ? acked - 1 : 0;
+}
+
+}  // namespace
+
+const NetworkStatisticsMonitor::Keys SocketDiagStatistics::keys{&pidKey, &uniquePIDKey, &rxKey, &txKey, &loopbackKey};
+
+// One dictionary handed to a source's callback.
+struct SocketDiagStatistics::Values {
+    std::optional<int64_t> pid, uniquePID, rx, tx, loopback;
+
+    std::optional<int64_t> value(const void* key) const {
+        if (key == &pidKey) return pid;
+        if (key == &uniquePIDKey) return uniquePID;
+        if (key == &rxKey) return rx;
+        if (key == &txKey) return tx;
+        if (key == &loopbackKey) return loopback;
+        return std::nullopt;
+    }
+};
+
+std::shared_ptr<SocketDiagStatistics> SocketDiagStatistics::make(Options options) {
+    return std::make_shared<SocketDiagStatistics>(Token{}, std::move(options));
+}
+
+SocketDiagStatistics::SocketDiagStatistics(Token, Options options)
+    : options_(std::move(options)),
+      owners_(options_.root),
+      worker_(std::make_unique<SerialQueue>("app.orvantine.sampling.sockdiag")) {}
+
+SocketDiagStatistics::~SocketDiagStatistics() { worker_.reset(); }
+
+bool SocketDiagStatistics::canReadEveryUser(const std::filesystem::path& root) {
+    auto status = FileReading::readSmallFile(root / "proc/self/status");
+    if (!status) return false;
+    for (auto line : TextDecoding::Lines(*status)) {
+        auto pair = TextDecoding::splitKeyValue(line, ':');
+        if (!pair || pair->first != "CapEff") continue;
+        auto effective = TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(pair->second), 16);
+        return effective && (*effective & (dacReadSearch | sysPtrace)) == (dacReadSearch | sysPtrace);
+    }
+    return false;
+}
+
+NetworkStatisticsMonitor::Functions SocketDiagStatistics::functions() {
+    std::weak_ptr<SocketDiagStatistics> weak = weak_from_this();
+    NetworkStatisticsMonitor::Functions f;
+    f.create = [weak](SerialQueue& queue, std::function<void(SourceRef)> added) -> NetworkStatisticsMonitor::ManagerRef {
+        auto self = weak.lock();
+        if (!self) return 0;
+        std::lock_guard lock(self->mutex_);
+        self->monitorQueue_ = &queue;
+        self->added_ = std::move(added);
+        return reinterpret_cast<NetworkStatisticsMonitor::ManagerRef>(self.get());
+    };
+    f.destroy = [weak](NetworkStatisticsMonitor::ManagerRef) {
+        if (auto self = weak.lock()) {
+            std::lock_guard lock(self->mutex_);
+            self->monitorQueue_ = nullptr;
+            self->added_ = nullptr;
+            self->blocks_.clear();
+        }
+    };
+    f.addAllTCP = [weak](NetworkStatisticsMonitor::ManagerRef) {
+        auto self = weak.lock();
+        if (!self) return;
+        // Closed sockets' final counts need the destroy groups, which need
+        // CAP_NET_ADMIN; without them a socket gone from a dump keeps the
+        // counts the last dump gave it.
+        self->worker_->async([self] { self->watchingDestroyed_ = bool(self->diag_.watchDestroyed()); });
+    };
+    f.addAllUDP = [](NetworkStatisticsMonitor::ManagerRef) {};  // no UDP byte counters to follow
+    auto query = [weak](bool withDescriptions) {
+        return [weak, withDescriptions](NetworkStatisticsMonitor::ManagerRef, std::function<void()> done) {
+            auto self = weak.lock();
+            if (!self) return;
+            self->worker_->async([self, withDescriptions, done = std::move(done)]() mutable {
+                self->query(withDescriptions, std::move(done));
+            });
+        };
+    };
+    f.queryCounts = query(false);
+    f.queryUpdate = query(true);
+    auto install = [weak](auto member) {
+        return [weak, member](SourceRef source, auto block) {
+            if (auto self = weak.lock()) {
+                std::lock_guard lock(self->mutex_);
+                self->blocks_[source].*member = std::move(block);
+            }
+        };
+    };
+    f.setCountsBlock = install(&Blocks::counts);
+    f.setDescriptionBlock = install(&Blocks::description);
+    f.setRemovedBlock = install(&Blocks::removed);
+    f.keys = keys;
+    f.readValue = [](NetworkStatisticsMonitor::Dictionary dictionary, const void* key) {
+        return static_cast<const Values*>(dictionary)->value(key);
+    };
+    return f;
+}
+
+void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) {
+    std::lock_guard lock(mutex_);
+    observed_ = true;
+    std::unordered_map<int32_t, std::pair<Date, Duration>> seen;
+    seen.reserve(readings.size());
+    for (const auto& reading : readings) {
+        auto before = lastSeen_.find(reading.pid);
+        const bool ran = before == lastSeen_.end() || before->second.first != reading.startTime ||
+                         before->second.second != reading.cpuTime;
+        if (ran) ran_.push_back(reading);
+        seen.emplace(reading.pid, std::make_pair(reading.startTime, reading.cpuTime));
+    }
+    lastSeen_ = std::move(seen);
+}
+
+void SocketDiagStatistics::deliver(SourceRef source, bool description, const Values& values) {
+    std::lock_guard lock(mutex_);
+    if (!monitorQueue_) return;
+    monitorQueue_->async([weak = weak_from_this(), source, description, values] {
+        auto self = weak.lock();
+        if (!self) return;
+        Block block;
+        {
+            std::lock_guard lock(self->mutex_);
+            auto found = self->blocks_.find(source);
+            if (found == self->blocks_.end()) return;
+            block = description ? found->second.description : found->second.counts;
+        }
+        if (block) block(&values);
+    });
+}
+
+void SocketDiagStatistics::deliverRemoved(SourceRef source) {
+    std::lock_guard lock(mutex_);
+    if (!monitorQueue_) return;
+    monitorQueue_->async([weak = weak_from_this(), source] {
+        auto self = weak.lock();
+        if (!self) return;
+        std::function<void()> removed;
+        {
+            std::lock_guard lock(self->mutex_);
+            auto found = self->blocks_.find(source);
+            if (found == self->blocks_.end()) return;
+            removed = std::move(found->second.removed);
+            self->blocks_.erase(found);
+        }
+        if (removed) removed();
+    });
+}
+
+std::optional<uint64_t> SocketDiagStatistics::uniquePID(int32_t pid) const {
+    // The start time in ticks since boot tells this process from any later
+    // one with its pid; pids stay below 2^22.
+    ProcPath path(pid, "stat");
+    auto text = FileReading::readSmallFile(options_.root / "proc" / path.c_str());
+    if (!text) return std::nullopt;
+    auto stat = ProcStat::decode(*text);
+    if (!stat) return std::nullopt;
+    return (stat->startTicks << 22) | uint64_t(uint32_t(pid));
+}
+
+void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolved) {
+    if (unresolved.empty()) return;
+    std::unordered_set<uint64_t> wanted;
+    std::unordered_set<uint32_t> uids;
+    for (SourceRef source : unresolved) {
+        const Known& known = known_.at(source);
+        wanted.insert(known.inode);
+        uids.insert(known.uid);
+    }
+    // Only a process that ran since the last look can have opened a socket;
+    // a socket is held by a process of its own user (or one it passed to).
+    std::vector<int32_t> candidates;
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& reading : ran_) {
+            if (uids.contains(reading.uid)) candidates.push_back(reading.pid);
+        }
+        if (!observed_) {
+            // Nobody says which processes ran: every one is a candidate.
+            for (const auto& entry : std::filesystem::directory_iterator(options_.root / "proc",
+                                                                          std::filesystem::directory_options::skip_permission_denied)) {
+                if (auto pid = TextDecoding::parseNumber<int32_t>(entry.path().filename().string())) {
+                    candidates.push_back(*pid);
+                }
+            }
+        }
+    }
+    auto found = owners_.owners(wanted, candidates);
+    if (found.empty()) return;
+    std::unordered_map<int32_t, std::optional<uint64_t>> unique;
+    for (SourceRef source : unresolved) {
+        Known& known = known_.at(source);
+        auto owner = found.find(known.inode);
+        if (owner == found.end()) continue;
+        auto [entry, inserted] = unique.try_emplace(owner->second);
+        if (inserted) entry->second = uniquePID(owner->second);
+        if (!entry->second) continue;  // gone meanwhile
+        known.pid = owner->second;
+        known.uniquePID = *entry->second;
+    }
+}
+
+void SocketDiagStatistics::query(bool withDescriptions, std::function<void()> done) {
+    auto finish = [&] {
+        std::lock_guard lock(mutex_);
+        ran_.clear();
+        if (monitorQueue_) monitorQueue_->async(std::move(done));
+    };
+    auto dumped = diag_.dumpTCP(SocketDiagSocket::allStates, true);
+    if (!dumped) {
+        finish();  // the counts stand as the last dump left them
+        return;
+    }
+    // After the dump, so a socket that closed before it is announced here
+    // and one that closed after it is both dumped and announced.
+    std::vector<InetSocket> destroyed;
+    if (watchingDestroyed_) (void)diag_.drainDestroyed(destroyed);
+    std::unordered_set<SourceRef> closed;
+    for (const auto& socket : destroyed) closed.insert(socket.cookie);
+
+    std::unordered_set<SourceRef> present;
+    std::vector<SourceRef> unresolved;
+    std::vector<const InetSocket*> current;
+    for (const auto& socket : *dumped) {
+        // A socket without an inode (TIME_WAIT, orphaned) belongs to no
+        // process any more; its bytes were counted while it had one.
+        if (socket.inode == 0 || closed.contains(socket.cookie)) continue;
+        if (!options_.everyUser && socket.uid != options_.uid) continue;
+        present.insert(socket.cookie);
+        auto [known, inserted] = known_.try_emplace(socket.cookie);
+        if (inserted) {
+            known->second.inode = socket.inode;
+            known->second.uid = socket.uid;
+            std::lock_guard lock(mutex_);
+            if (added_ && monitorQueue_) monitorQueue_->async([added = added_, source = socket.cookie] { added(source); });
+        }
+        if (known->second.pid == 0) unresolved.push_back(socket.cookie);
+        current.push_back(&socket);
+    }
+    resolveOwners(unresolved);
+
+    for (const InetSocket* socket : current) {
+        Known& known = known_.at(socket->cookie);
+        const uint64_t rx = socket->bytesReceived.value_or(0), tx = sentBytes(*socket);
+        if (known.pid != 0 && (!known.descriptionSent || withDescriptions)) {
+            Values values{known.pid, int64_t(known.uniquePID), int64_t(rx), int64_t(tx),
+                          socket->isLoopback() ? 1 : 0};
+            deliver(socket->cookie, true, values);
+            known.descriptionSent = true;
+        } else if (rx != known.rx || tx != known.tx) {
+            // Counts never go backwards, so an unchanged count is not sent.
+            deliver(socket->cookie, false, Values{std::nullopt, std::nullopt, int64_t(rx), int64_t(tx), std::nullopt});
+        }
+        known.rx = rx;
+        known.tx = tx;
+    }
+    for (const auto& socket : destroyed) {
+        auto known = known_.find(socket.cookie);
+        if (known == known_.end()) continue;  // opened and closed between two dumps: no owner known
+        if (socket.bytesReceived) {
+            deliver(socket.cookie, false, Values{std::nullopt, std::nullopt, int64_t(*socket.bytesReceived),
+                                                 int64_t(sentBytes(socket)), std::nullopt});
+        }
+        deliverRemoved(socket.cookie);
+        known_.erase(known);
+    }
+    for (auto it = known_.begin(); it != known_.end();) {
+        if (present.contains(it->first)) {
+            ++it;
+            continue;
+        }
+        deliverRemoved(it->first);
+        it = known_.erase(it);
+    }
+    finish();
+}
+
+}  // namespace orv

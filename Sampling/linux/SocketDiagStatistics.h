@@ -1,0 +1,98 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "PrivateAPIs/NetworkStatisticsMonitor.h"
+#include "Sampling/linux/ProcSocketOwners.h"
+#include "Sampling/linux/SocketDiagSocket.h"
+#include "core/ProcessReading.h"
+
+namespace orv {
+
+// The network-statistics monitor's operations, played by the kernel's
+// socket diagnostics: every TCP socket (IPv4 and IPv6, every state) is a
+// source identified by its cookie; a query dumps them with their tcp_info,
+// finds the owner of each new one, and delivers descriptions and counts on
+// the monitor's queue; a socket that closed since the last dump delivers
+// its final counts (from the destroy notification, where the subscription
+// is allowed) and is removed. The work runs on a thread of its own, so the
+// monitor's time limit keeps counting while a dump runs.
+//
+// UDP sockets carry no byte counters in socket diagnostics and are not
+// counted. Owners are found through proc/<pid>/fd: without CAP_SYS_PTRACE
+// and CAP_DAC_READ_SEARCH only our own user's sockets are followed.
+class SocketDiagStatistics : public std::enable_shared_from_this<SocketDiagStatistics> {
+public:
+    struct Options {
+        std::filesystem::path root = "/";
+        bool everyUser = false;  // may read every process's fd folder
+        uint32_t uid = 0;        // the user followed otherwise
+    };
+
+    // The keys of the dictionaries it hands the monitor.
+    static const NetworkStatisticsMonitor::Keys keys;
+
+    static std::shared_ptr<SocketDiagStatistics> make(Options options);
+
+    NetworkStatisticsMonitor::Functions functions();
+
+    // The pass's readings: which processes ran since the last query.
+    void observe(const std::vector<ProcessReading>& readings);
+
+    // Whether this process may read every process's fd folder (the
+    // capabilities in proc/self/status), and join the destroy groups.
+    static bool canReadEveryUser(const std::filesystem::path& root);
+
+    struct Token {};
+    SocketDiagStatistics(Token, Options options);
+    ~SocketDiagStatistics();
+
+private:
+    using SourceRef = NetworkStatisticsMonitor::SourceRef;
+    using Block = std::function<void(NetworkStatisticsMonitor::Dictionary)>;
+
+    // A socket a dump described, as the monitor knows it.
+    struct Known {
+        uint64_t inode = 0;
+        uint32_t uid = 0;
+        int32_t pid = 0;  // 0 until its owner is found
+        uint64_t uniquePID = 0;
+        bool descriptionSent = false;
+        uint64_t rx = 0, tx = 0;  // as last delivered
+    };
+    struct Blocks {
+        Block counts, description;
+        std::function<void()> removed;
+    };
+    struct Values;
+
+    void query(bool withDescriptions, std::function<void()> done);
+    void resolveOwners(const std::vector<SourceRef>& unresolved);
+    std::optional<uint64_t> uniquePID(int32_t pid) const;
+    void deliver(SourceRef source, bool description, const Values& values);
+    void deliverRemoved(SourceRef source);
+
+    Options options_;
+    SocketDiagSocket diag_;
+    ProcSocketOwners owners_;
+    bool watchingDestroyed_ = false;
+    std::unordered_map<SourceRef, Known> known_;  // the worker's alone
+
+    std::mutex mutex_;  // guards what the monitor's queue and observe touch
+    SerialQueue* monitorQueue_ = nullptr;
+    std::function<void(SourceRef)> added_;
+    std::unordered_map<SourceRef, Blocks> blocks_;
+    std::unordered_map<int32_t, std::pair<Date, Duration>> lastSeen_;  // pid → (start, CPU time)
+    std::vector<ProcessReading> ran_;  // processes that ran since the last query
+    bool observed_ = false;
+
+    std::unique_ptr<SerialQueue> worker_;
+};
+
+}  // namespace orv

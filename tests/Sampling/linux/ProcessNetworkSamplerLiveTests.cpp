@@ -1,0 +1,143 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "Sampling/ProcessNetworkSampler.h"
+#include "Sampling/linux/SocketDiagStatistics.h"
+#include "core/FileDescriptor.h"
+#include "support/NetworkNamespace.h"
+
+namespace orv {
+namespace {
+
+// Connects to address:port; -1 on failure.
+FileDescriptor connectTo(const std::string& address, uint16_t port) {
+    FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    ::inet_pton(AF_INET, address.c_str(), &peer.sin_addr);
+    if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) return FileDescriptor(-1);
+    return fd;
+}
+
+size_t sendAll(int fd, size_t count) {
+    std::vector<char> data(65536, 's');
+    size_t sent = 0;
+    while (sent < count) {
+        ssize_t n = ::send(fd, data.data(), std::min(data.size(), count - sent), MSG_NOSIGNAL);
+        if (n <= 0) break;
+        sent += size_t(n);
+    }
+    return sent;
+}
+
+size_t readToEnd(int fd) {
+    std::vector<char> data(65536);
+    size_t got = 0;
+    for (ssize_t n; (n = ::read(fd, data.data(), data.size())) > 0;) got += size_t(n);
+    return got;
+}
+
+// Waits, without sleeping, until the peer has acknowledged everything sent:
+// the socket's own tcp_info says so once its send queue is empty.
+void awaitAcknowledged(int fd) {
+    for (int i = 0; i < 100000; ++i) {
+        int unsent = 0;
+        if (::ioctl(fd, TIOCOUTQ, &unsent) == 0 && unsent == 0) return;
+        ::sched_yield();
+    }
+}
+
+class ProcessNetworkSamplerLive : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string whyNot;
+        auto made = test::NetworkNamespace::make(whyNot);
+        if (!made) GTEST_SKIP() << whyNot;
+        ns_.emplace(std::move(*made));
+    }
+    void TearDown() override { test::NetworkNamespace::stop(server_); }
+
+    // Our own reading, changed each time, so that the accounting looks at
+    // this process for new sockets.
+    std::vector<ProcessReading> us() {
+        ProcessReading reading;
+        reading.pid = ::getpid();
+        reading.uid = ::getuid();
+        reading.cpuTime = Duration::seconds(++ticks_);
+        return {reading};
+    }
+
+    NetworkBytesByPID query(ProcessNetworkSampler& sampler) {
+        sampler.observe(us());
+        auto bytes = sampler.cumulativeBytes().get();
+        EXPECT_TRUE(bytes);
+        return bytes.value_or(NetworkBytesByPID{});
+    }
+
+    std::optional<test::NetworkNamespace> ns_;
+    test::NetworkNamespace* net() { return &*ns_; }
+    pid_t server_ = -1;
+    int64_t ticks_ = 0;
+};
+
+TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesAfterItCloses) {
+    server_ = net()->serve(8080, 200'000);
+    ASSERT_GT(server_, 0);
+    ProcessNetworkSampler sampler;
+    ASSERT_TRUE(sampler.isAvailable());
+    query(sampler);
+
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
+    awaitAcknowledged(connection.get());
+    auto seen = query(sampler);  // a dump sees it open
+    ASSERT_TRUE(seen.contains(::getpid()));
+    EXPECT_EQ(seen.at(::getpid()).tx, 300'000u);
+
+    ::shutdown(connection.get(), SHUT_WR);
+    EXPECT_EQ(readToEnd(connection.get()), 200'000u);
+    connection.reset();
+    auto after = query(sampler);
+    ASSERT_TRUE(after.contains(::getpid()));
+    // Its final counts, from the socket's removal: the reply, and what we
+    // sent (our FIN is the one extra byte the peer acknowledged).
+    EXPECT_NEAR(double(after.at(::getpid()).rx), 200'000, 1);
+    EXPECT_NEAR(double(after.at(::getpid()).tx), 300'000, 1);
+}
+
+TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
+    ProcessNetworkSampler sampler;
+    query(sampler);
+    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    auto client = connectTo("127.0.0.1", ntohs(address.sin_port));
+    ASSERT_TRUE(client);
+    FileDescriptor server(::accept(listener.get(), nullptr, nullptr));
+    ASSERT_EQ(sendAll(client.get(), 100'000), 100'000u);
+    ::shutdown(client.get(), SHUT_WR);
+    EXPECT_EQ(readToEnd(server.get()), 100'000u);
+    auto bytes = query(sampler);
+    auto mine = bytes.find(::getpid());
+    if (mine != bytes.end()) {
+        EXPECT_EQ(mine->second, (NetworkByteCounts{0, 0}));
+    }
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace orv::test {
+
+// A network namespace joined to this one by a veth pair with addresses of
+// its own (10.213.N.1 here, 10.213.N.2 inside), so a test can move real
+// traffic over a real interface without any address outside this machine.
+// Made with ip(8), removed with everything in it at the end of the scope.
+class NetworkNamespace {
+public:
+    // Absent, with the reason in `whyNot`, when namespaces cannot be made
+    // (not root, no ip(8), a kernel without them).
+    static std::optional<NetworkNamespace> make(std::string& whyNot);
+
+    NetworkNamespace(NetworkNamespace&& other) noexcept;
+    NetworkNamespace& operator=(NetworkNamespace&&) = delete;
+    ~NetworkNamespace();
+
+    const std::string& name() const { return name_; }
+    std::string outsideAddress() const;  // ours, on the host side of the pair
+    std::string insideAddress() const;   // the namespace's
+
+    // A child that enters the namespace, listens on insideAddress():port,
+    // and for each connection reads until the peer stops sending, then
+    // writes `reply` bytes and closes. Ready when this returns; the caller
+    // kills and reaps it (`stop`).
+    pid_t serve(uint16_t port, size_t reply) const;
+    static void stop(pid_t server);
+
+private:
+    NetworkNamespace(std::string name, int subnet) : name_(std::move(name)), subnet_(subnet) {}
+    std::string name_;
+    int subnet_ = 0;
+};
+
+}  // namespace orv::test
