@@ -12,6 +12,7 @@
 #include "Sampling/GPUSampler.h"
 #include "Sampling/MemorySampler.h"
 #include "Sampling/NetworkSampler.h"
+#include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/PlatformTraits.h"
 #include "Sampling/ProcessSampler.h"
 #include "Sampling/SensorsReader.h"
@@ -58,6 +59,7 @@ SnapshotBuilder::Parts SnapshotBuilder::machineParts(SamplingExecutor& executor,
     parts.memory = std::make_unique<MemorySampler>(makeMemoryPort(), executor);
     parts.disk = std::make_unique<DiskSampler>(makeDiskPort(), executor);
     parts.network = std::make_unique<NetworkSampler>(makeNetworkPort(), executor);
+    parts.processNetwork = std::make_shared<ProcessNetworkSampler>();
     parts.gpu = std::make_shared<GPUSampler>();
     auto battery = std::make_shared<BatterySampler>();
     parts.battery = [battery] { return battery->sample(); };
@@ -91,9 +93,16 @@ Snapshot SnapshotBuilder::build() {
     std::vector<ProcessReading> readings = parts_.processes->sample().get();
     auto readAt = parts_.clock();
     Date at = parts_.wallClock();
+    // The accounting bounds its own wait (250 ms), off the executor.
+    NetworkAnswer network;
+    if (parts_.processNetwork) {
+        parts_.processNetwork->observe(readings);
+        network.bytes = parts_.processNetwork->cumulativeBytes().get();
+        network.coveredUID = parts_.processNetwork->coveredUID();
+    }
     return executor_
-        .run([this, readings = std::move(readings), readAt, at]() mutable {
-            return assemble(std::move(readings), readAt, at);
+        .run([this, readings = std::move(readings), readAt, at, network = std::move(network)]() mutable {
+            return assemble(std::move(readings), readAt, at, std::move(network));
         })
         .get();
 }
@@ -124,7 +133,8 @@ SystemSample SnapshotBuilder::systemSample() {
     return s;
 }
 
-Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, ContinuousClock::Instant readAt, Date at) {
+Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, ContinuousClock::Instant readAt, Date at,
+                                   NetworkAnswer network) {
     Snapshot snapshot;
     snapshot.at = at;
     snapshot.interval = previousAt_ ? readAt - *previousAt_ : Duration::zero();
@@ -143,6 +153,17 @@ Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, Continu
                                               snapshot.interval, at, parts_.coreCount, parts_.energy);
     if (!parts_.measuresProcessEnergy) {
         for (auto& sample : snapshot.processes) sample.energyMW.reset();
+    }
+    // Without accounting the rates stay absent rather than 0, so no
+    // accounting reads differently from no traffic; so do the rates of
+    // users the accounting cannot see.
+    if (network.bytes) {
+        auto rates = ProcessNetworkMath::rates(previousNetwork_, *network.bytes, readings, network.coveredUID,
+                                               snapshot.interval.toSeconds());
+        snapshot.processes = ProcessNetworkMath::apply(rates.rates, std::move(snapshot.processes));
+        previousNetwork_ = std::move(rates.counters);
+    } else {
+        previousNetwork_.clear();
     }
     snapshot.apps = AppAggregateMath::aggregate(snapshot.processes, identities);
     AppAggregateMath::sortByCPUShare(snapshot.apps);

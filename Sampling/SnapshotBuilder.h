@@ -12,6 +12,8 @@
 #include "Sampling/EnergyCoefficients.h"
 #include "Sampling/GPUSource.h"
 #include "Sampling/ProcessMath.h"
+#include "Sampling/ProcessNetworkMath.h"
+#include "Sampling/ProcessNetworkSource.h"
 #include "core/CPUSource.h"
 #include "core/ContinuousClock.h"
 #include "core/DiskSource.h"
@@ -39,6 +41,8 @@ class SnapshotBuilder {
 public:
     struct Parts {
         std::shared_ptr<ProcessSource> processes;
+        // Per-process network bytes; null: no network rates (they stay absent).
+        std::shared_ptr<ProcessNetworkSource> processNetwork;
         std::unique_ptr<CPUSource> cpu;
         std::unique_ptr<MemorySource> memory;
         std::unique_ptr<DiskSource> disk;
@@ -86,7 +90,14 @@ public:
 private:
     struct Latest;
 
-    Snapshot assemble(std::vector<ProcessReading> readings, ContinuousClock::Instant readAt, Date at);
+    // What the network accounting answered for one pass.
+    struct NetworkAnswer {
+        std::optional<NetworkBytesByPID> bytes;  // absent: no accounting
+        std::optional<uint32_t> coveredUID;
+    };
+
+    Snapshot assemble(std::vector<ProcessReading> readings, ContinuousClock::Instant readAt, Date at,
+                      NetworkAnswer network);
     SystemSample systemSample();
 
     Parts parts_;
@@ -95,6 +106,7 @@ private:
     ProcessMath::ReadingsByPID previous_;
     std::vector<int32_t> currentPIDs_;  // kept to reuse its storage
     ProcessMath::GPUTimeByPID previousGPU_;
+    ProcessNetworkMath::CountersByPID previousNetwork_;
     std::optional<ContinuousClock::Instant> previousAt_;
     mutable std::mutex peripheralsMutex_;
     std::vector<BluetoothBatteries::Reading> peripherals_;

@@ -56,6 +56,23 @@ public:
     AppIdentity editor{"org.example.Editor", "Editor", std::nullopt, "org.example.Editor", AppIdentity::Kind::app};
 };
 
+// Per-process network bytes set by the test; absent: no accounting.
+class FakeProcessNetwork final : public ProcessNetworkSource {
+public:
+    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
+        std::promise<std::optional<NetworkBytesByPID>> promise;
+        promise.set_value(bytes);
+        return promise.get_future();
+    }
+    uint32_t ownerUID() const override { return 501; }
+    std::optional<uint32_t> coveredUID() const override { return covered; }
+    void observe(const std::vector<ProcessReading>& readings) override { observed = readings.size(); }
+
+    std::optional<NetworkBytesByPID> bytes;
+    std::optional<uint32_t> covered;
+    size_t observed = 0;
+};
+
 const Date startedLongAgo{700'000'000};
 
 ProcessReading process(int32_t pid, std::string name, int64_t cpuMilliseconds, uint64_t energyNJ = 0) {
@@ -77,10 +94,12 @@ protected:
     double wallSeconds = 800'000'000;
     bool measuresEnergy = true;
     bool withBattery = false;
+    std::shared_ptr<FakeProcessNetwork> network;
 
     std::unique_ptr<SnapshotBuilder> make() {
         SnapshotBuilder::Parts parts;
         parts.processes = processes;
+        parts.processNetwork = network;
         parts.cpu = std::make_unique<FakeSource<CPUSource, CPUStats>>(cpu, cpuFails);
         parts.gpu = gpu;
         parts.battery = [this]() -> std::optional<BatteryStats> {
@@ -129,6 +148,62 @@ TEST_F(SnapshotBuilderTest, TheSecondSnapshotMeasuresRatesOverTheClocksInterval)
     EXPECT_EQ(second.at, Date{wallSeconds});
     ASSERT_EQ(second.processes.size(), 1u);
     EXPECT_DOUBLE_EQ(second.processes[0].cpuPercent, 50);
+}
+
+TEST_F(SnapshotBuilderTest, NetworkRatesFillProcessesAndApps) {
+    network = std::make_shared<FakeProcessNetwork>();
+    network->bytes = NetworkBytesByPID{{10, {1000, 500}}, {11, {0, 0}}};
+    processes->setReadings({process(10, "editor", 0), process(11, "editor-helper", 0), process(12, "idle", 0)});
+    auto builder = make();
+    auto first = builder->build();
+    EXPECT_EQ(network->observed, 3u);
+    for (const auto& p : first.processes) EXPECT_EQ(p.netInBPS, 0) << p.pid;  // no baseline yet
+    advance(2000);
+    network->bytes = NetworkBytesByPID{{10, {5000, 2500}}, {11, {2000, 0}}};
+    auto second = builder->build();
+    auto byPid = [&](int32_t pid) {
+        return *std::find_if(second.processes.begin(), second.processes.end(),
+                             [&](const ProcessSample& p) { return p.pid == pid; });
+    };
+    EXPECT_EQ(byPid(10).netInBPS, 2000);
+    EXPECT_EQ(byPid(10).netOutBPS, 1000);
+    EXPECT_EQ(byPid(11).netInBPS, 1000);
+    EXPECT_EQ(byPid(12).netInBPS, 0);  // accounted, no traffic
+    auto editor = std::find_if(second.apps.begin(), second.apps.end(),
+                               [](const AppAggregate& a) { return a.app.id == "org.example.Editor"; });
+    ASSERT_NE(editor, second.apps.end());
+    EXPECT_EQ(editor->netInBPS, 3000);
+    EXPECT_EQ(editor->netOutBPS, 1000);
+}
+
+TEST_F(SnapshotBuilderTest, WithoutAccountingNetworkRatesStayAbsent) {
+    network = std::make_shared<FakeProcessNetwork>();  // answers absent
+    processes->setReadings({process(10, "editor", 0)});
+    auto builder = make();
+    builder->build();
+    advance(1000);
+    auto second = builder->build();
+    EXPECT_EQ(second.processes.at(0).netInBPS, std::nullopt);
+    EXPECT_EQ(second.apps.at(0).netInBPS, std::nullopt);
+}
+
+TEST_F(SnapshotBuilderTest, OtherUsersProcessesHaveNoNetworkRatesWhenTheAccountingCannotSeeThem) {
+    network = std::make_shared<FakeProcessNetwork>();
+    network->bytes = NetworkBytesByPID{};
+    network->covered = 501;
+    auto mine = process(10, "editor", 0);
+    mine.uid = 501;
+    auto root = process(11, "daemon", 0);
+    root.uid = 0;
+    processes->setReadings({mine, root});
+    auto builder = make();
+    builder->build();
+    advance(1000);
+    auto second = builder->build();
+    for (const auto& p : second.processes) {
+        if (p.pid == 10) EXPECT_EQ(p.netInBPS, 0);
+        else EXPECT_EQ(p.netInBPS, std::nullopt);
+    }
 }
 
 TEST_F(SnapshotBuilderTest, PrimedGivesRatesFromTheNextCall) {
