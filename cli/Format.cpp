@@ -32,6 +32,10 @@ std::string formatRate(double bytesPerSecond) {
     return formatBytes(uint64_t(std::llround(bytesPerSecond))) + "/s";
 }
 
+std::string formatRate(const std::optional<double>& bytesPerSecond) {
+    return bytesPerSecond ? formatRate(*bytesPerSecond) : std::string("-");
+}
+
 std::string formatCPUTime(double seconds) {
     if (!std::isfinite(seconds) || seconds < 0) seconds = 0;
     auto whole = uint64_t(seconds);

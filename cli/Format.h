@@ -20,6 +20,8 @@ std::string formatBytes(uint64_t bytes);
 // A byte rate rounded to whole bytes: "1.2 MiB/s"; a negative or undefined
 // rate (no baseline yet) is "0 B/s".
 std::string formatRate(double bytesPerSecond);
+// A rate that may not be measured ("-" then, as formatFigure writes it).
+std::string formatRate(const std::optional<double>& bytesPerSecond);
 std::string formatCPUTime(double seconds);        // "1:02:03.45" / "2:03.45" / "3.45"
 std::string formatPercent(double percent);        // "12.3", under a "%" column heading
 std::string formatPercentSign(double percent);    // "12.3 %", in running text

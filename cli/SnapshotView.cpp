@@ -35,23 +35,25 @@ void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
 
     size_t apps = std::min(top, snapshot.apps.size());
     fmt::print(out, "\nApps ({} of {})\n", apps, snapshot.apps.size());
-    fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", "CPU %", "MEMORY", "READ/s", "WRITE/s",
-               "IMPACT", "PROCS", "KIND", "APP");
+    fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", "CPU %", "MEMORY", "READ/s",
+               "WRITE/s", "NET IN/s", "NET OUT/s", "IMPACT", "PROCS", "KIND", "APP");
     for (size_t i = 0; i < apps; ++i) {
         const AppAggregate& a = snapshot.apps[i];
-        fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", formatPercent(a.cpuPercent),
+        fmt::print(out, "{:>6} {:>10} {:>12} {:>12} {:>12} {:>12} {:>7} {:>5} {:<8}  {}\n", formatPercent(a.cpuPercent),
                    formatBytes(a.memoryBytes), formatRate(a.diskReadBPS), formatRate(a.diskWriteBPS),
-                   formatFigure(a.energyImpact), a.processCount, kindName(a.app.kind), a.app.name);
+                   formatRate(a.netInBPS), formatRate(a.netOutBPS), formatFigure(a.energyImpact), a.processCount,
+                   kindName(a.app.kind), a.app.name);
     }
 
     size_t processes = std::min(top, snapshot.processes.size());
     fmt::print(out, "\nProcesses ({} of {})\n", processes, snapshot.processes.size());
-    fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {:<24} {}\n", "PID", "CPU %", "MEMORY", "READ/s",
-               "WRITE/s", "IMPACT", "NAME", "APP");
+    fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>12} {:>12} {:>7}  {:<24} {}\n", "PID", "CPU %", "MEMORY",
+               "READ/s", "WRITE/s", "NET IN/s", "NET OUT/s", "IMPACT", "NAME", "APP");
     for (size_t i = 0; i < processes; ++i) {
         const ProcessSample& p = snapshot.processes[i];
-        fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>7}  {:<24} {}\n", p.pid, formatPercent(p.cpuPercent),
-                   formatBytes(p.footprintBytes), formatRate(p.diskReadBPS), formatRate(p.diskWriteBPS),
+        fmt::print(out, "{:>7} {:>6} {:>10} {:>12} {:>12} {:>12} {:>12} {:>7}  {:<24} {}\n", p.pid,
+                   formatPercent(p.cpuPercent), formatBytes(p.footprintBytes), formatRate(p.diskReadBPS),
+                   formatRate(p.diskWriteBPS), formatRate(p.netInBPS), formatRate(p.netOutBPS),
                    formatFigure(p.energyImpact), fitWidth(p.name, 24), p.app);
     }
 }

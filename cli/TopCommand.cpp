@@ -172,11 +172,11 @@ void run(const TopOptions& options) {
 
 CommandRegistration registration(6, [](CLI::App& app) {
     auto options = std::make_shared<TopOptions>();
-    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d e sort, q quits");
+    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d n e sort, q quits");
     command->add_option("--interval", options->intervalSeconds, "Seconds between refreshes")
         ->default_val(1.0)
         ->check(CLI::Range(0.2, 3600.0));
-    command->add_option("--sort", options->sort, "Order at start: cpu, memory, disk or energy")
+    command->add_option("--sort", options->sort, "Order at start: cpu, memory, disk, network or energy")
         ->default_val("cpu")
         ->check(CLI::IsMember({"cpu", "memory", "disk", "energy"}));
     command->add_flag("--helper", options->helper, "Read processes through the privileged helper when it answers");

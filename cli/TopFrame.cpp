@@ -12,6 +12,13 @@ namespace {
 
 double diskRate(double read, double write) { return read + write; }
 
+// Received plus sent; a process without accounting sorts below any
+// measured figure, a silent one included.
+double networkKey(const std::optional<double>& in, const std::optional<double>& out) {
+    if (!in && !out) return -1;
+    return in.value_or(0) + out.value_or(0);
+}
+
 // The energy impact, which every platform estimates; a process without one
 // (unreadable, or not measured yet) sorts below any measured figure.
 double energyKey(const std::optional<double>& impact) { return impact ? *impact : -1; }
@@ -37,6 +44,7 @@ std::optional<TopSort> sortForKey(char key) {
         case 'c': case 'C': return TopSort::cpu;
         case 'm': case 'M': return TopSort::memory;
         case 'd': case 'D': return TopSort::disk;
+        case 'n': case 'N': return TopSort::network;
         case 'e': case 'E': return TopSort::energy;
         default: return std::nullopt;
     }
@@ -47,6 +55,7 @@ const char* sortName(TopSort sort) {
         case TopSort::cpu: return "CPU";
         case TopSort::memory: return "memory";
         case TopSort::disk: return "disk";
+        case TopSort::network: return "network";
         case TopSort::energy: return "energy";
     }
     return "CPU";
@@ -59,6 +68,9 @@ void sortApps(std::vector<AppAggregate>& apps, TopSort sort) {
         case TopSort::memory: sortBy(apps, [](const AppAggregate& a) { return double(a.memoryBytes); }, byID); break;
         case TopSort::disk:
             sortBy(apps, [](const AppAggregate& a) { return diskRate(a.diskReadBPS, a.diskWriteBPS); }, byID);
+            break;
+        case TopSort::network:
+            sortBy(apps, [](const AppAggregate& a) { return networkKey(a.netInBPS, a.netOutBPS); }, byID);
             break;
         case TopSort::energy:
             sortBy(apps, [](const AppAggregate& a) { return energyKey(a.energyImpact); }, byID);
@@ -76,6 +88,9 @@ void sortProcesses(std::vector<ProcessSample>& processes, TopSort sort) {
         case TopSort::disk:
             sortBy(processes, [](const ProcessSample& p) { return diskRate(p.diskReadBPS, p.diskWriteBPS); }, byPID);
             break;
+        case TopSort::network:
+            sortBy(processes, [](const ProcessSample& p) { return networkKey(p.netInBPS, p.netOutBPS); }, byPID);
+            break;
         case TopSort::energy:
             sortBy(processes, [](const ProcessSample& p) { return energyKey(p.energyImpact); }, byPID);
             break;
@@ -87,7 +102,7 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
     const SystemSample& s = snapshot.system;
     bool measuring = snapshot.interval == Duration::zero();
 
-    lines.push_back(fmt::format("orvantine top  {}  up {}  {}  sort {}  (c m d e sort, q quits)",
+    lines.push_back(fmt::format("orvantine top  {}  up {}  {}  sort {}  (c m d n e sort, q quits)",
                                 formatLocalClock(snapshot.at), formatUptime(s.uptime),
                                 measuring ? std::string("measuring…")
                                           : fmt::format("every {:.1f} s", snapshot.interval.toSeconds()),
@@ -120,27 +135,32 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
     sortProcesses(processes, layout.sort);
 
     lines.emplace_back();
-    lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>5}  {} ({} apps)", sortMark(layout.sort, TopSort::cpu, "CPU%"),
-                                sortMark(layout.sort, TopSort::memory, "MEM"),
-                                sortMark(layout.sort, TopSort::disk, "DISK/s"),
-                                sortMark(layout.sort, TopSort::energy, "ENERGY"), "PROCS", "APP", snapshot.apps.size()));
-    for (size_t i = 0; i < appRows; ++i) {
-        const AppAggregate& a = apps[i];
-        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>5}  {}", formatPercent(a.cpuPercent),
-                                    formatBytes(a.memoryBytes), formatRate(diskRate(a.diskReadBPS, a.diskWriteBPS)),
-                                    formatFigure(a.energyImpact), a.processCount, a.app.name));
-    }
-    lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>7}  {} ({} processes)",
+    lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>11} {:>11} {:>7} {:>5}  {} ({} apps)",
                                 sortMark(layout.sort, TopSort::cpu, "CPU%"),
                                 sortMark(layout.sort, TopSort::memory, "MEM"),
                                 sortMark(layout.sort, TopSort::disk, "DISK/s"),
+                                sortMark(layout.sort, TopSort::network, "NET IN/s"), "NET OUT/s",
+                                sortMark(layout.sort, TopSort::energy, "ENERGY"), "PROCS", "APP", snapshot.apps.size()));
+    for (size_t i = 0; i < appRows; ++i) {
+        const AppAggregate& a = apps[i];
+        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>11} {:>11} {:>7} {:>5}  {}", formatPercent(a.cpuPercent),
+                                    formatBytes(a.memoryBytes), formatRate(diskRate(a.diskReadBPS, a.diskWriteBPS)),
+                                    formatRate(a.netInBPS), formatRate(a.netOutBPS), formatFigure(a.energyImpact),
+                                    a.processCount, a.app.name));
+    }
+    lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>11} {:>11} {:>7} {:>7}  {} ({} processes)",
+                                sortMark(layout.sort, TopSort::cpu, "CPU%"),
+                                sortMark(layout.sort, TopSort::memory, "MEM"),
+                                sortMark(layout.sort, TopSort::disk, "DISK/s"),
+                                sortMark(layout.sort, TopSort::network, "NET IN/s"), "NET OUT/s",
                                 sortMark(layout.sort, TopSort::energy, "ENERGY"), "PID", "NAME",
                                 snapshot.processes.size()));
     for (size_t i = 0; i < processRows && i < processes.size(); ++i) {
         const ProcessSample& p = processes[i];
-        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>7} {:>7}  {}", formatPercent(p.cpuPercent),
+        lines.push_back(fmt::format("{:>6} {:>9} {:>11} {:>11} {:>11} {:>7} {:>7}  {}", formatPercent(p.cpuPercent),
                                     formatBytes(p.footprintBytes), formatRate(diskRate(p.diskReadBPS, p.diskWriteBPS)),
-                                    formatFigure(p.energyImpact), p.pid, p.name));
+                                    formatRate(p.netInBPS), formatRate(p.netOutBPS), formatFigure(p.energyImpact),
+                                    p.pid, p.name));
     }
 
     lines.resize(layout.height);

@@ -10,7 +10,7 @@
 namespace orv::cli {
 
 // What `orvantine top` orders its lists by.
-enum class TopSort { cpu, memory, disk, energy };
+enum class TopSort { cpu, memory, disk, network, energy };
 
 struct TopLayout {
     size_t width = 80;   // terminal columns
@@ -18,7 +18,7 @@ struct TopLayout {
     TopSort sort = TopSort::cpu;
 };
 
-// The key that picks each order: c, m, d, e (either case).
+// The key that picks each order: c, m, d, n, e (either case).
 std::optional<TopSort> sortForKey(char key);
 const char* sortName(TopSort sort);
 

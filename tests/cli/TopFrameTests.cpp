@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "cli/Format.h"
 #include "cli/TopFrame.h"
 
 namespace orv::cli {
@@ -57,6 +58,8 @@ TEST(TopFrame, KeysPickTheOrder) {
     EXPECT_EQ(sortForKey('M'), TopSort::memory);
     EXPECT_EQ(sortForKey('d'), TopSort::disk);
     EXPECT_EQ(sortForKey('e'), TopSort::energy);
+    EXPECT_EQ(sortForKey('n'), TopSort::network);
+    EXPECT_EQ(sortForKey('N'), TopSort::network);
     EXPECT_EQ(sortForKey('x'), std::nullopt);
     EXPECT_EQ(sortForKey('q'), std::nullopt);
 }
@@ -68,6 +71,35 @@ TEST(TopFrame, ProcessesSortByEachFigureLargestFirst) {
     EXPECT_EQ(pids(processes, TopSort::disk), (std::vector<int32_t>{12, 11, 10, 13}));
     // An absent impact sorts below a measured zero.
     EXPECT_EQ(pids(processes, TopSort::energy), (std::vector<int32_t>{11, 10, 13, 12}));
+}
+
+TEST(TopFrame, NetworkSortsByInPlusOutWithUnaccountedProcessesLast) {
+    auto processes = sample().processes;
+    processes[0].netInBPS = 10;    // 10: 10 + 0
+    processes[0].netOutBPS = 0;
+    processes[1].netInBPS = 5;     // 11: 5 + 20
+    processes[1].netOutBPS = 20;
+    processes[2].netInBPS = 0;     // 12: silent but accounted
+    processes[2].netOutBPS = 0;
+    EXPECT_EQ(pids(processes, TopSort::network), (std::vector<int32_t>{11, 10, 12, 13}));
+    auto apps = sample().apps;
+    apps[2].netOutBPS = 1;
+    sortApps(apps, TopSort::network);
+    EXPECT_EQ(apps[0].app.id, "backup");
+}
+
+TEST(TopFrame, NetworkRatesShowPerAppAndProcessAndADashWithoutAccounting) {
+    auto snapshot = sample();
+    snapshot.processes[0].netInBPS = 2048;
+    snapshot.processes[0].netOutBPS = 0;
+    auto lines = topFrame(snapshot, TopLayout{200, 20, TopSort::network});
+    auto burner = std::find_if(lines.begin(), lines.end(), [](auto& l) { return l.ends_with(" 10  burner"); });
+    ASSERT_NE(burner, lines.end());
+    EXPECT_NE(burner->find(formatRate(2048.0)), std::string::npos) << *burner;
+    auto idle = std::find_if(lines.begin(), lines.end(), [](auto& l) { return l.ends_with(" 13  idle"); });
+    ASSERT_NE(idle, lines.end());
+    EXPECT_NE(idle->find(" - "), std::string::npos) << *idle;
+    EXPECT_NE(lines[0].find("sort network"), std::string::npos);
 }
 
 TEST(TopFrame, TiesFallToCPUShareThenPid) {
