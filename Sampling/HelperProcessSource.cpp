@@ -133,6 +133,41 @@ void HelperProcessSource::helperReadings(Completion completion) {
         });
 }
 
+std::future<std::optional<NetworkBytesByPID>> HelperProcessSource::helperNetworkBytes() {
+    auto promise = std::make_shared<std::promise<std::optional<NetworkBytesByPID>>>();
+    auto future = promise->get_future();
+    executor_.run([self = shared_from_this(), promise] {
+        auto connection = self->isEnabled_ ? self->connection() : nullptr;
+        if (!connection) {
+            promise->set_value(std::nullopt);
+            return;
+        }
+        auto once = std::make_shared<ResumeOnce>([self, promise](std::optional<std::string> bytes) {
+            self->executor_.enqueue([self, promise, bytes = std::move(bytes)] {
+                if (!bytes) {
+                    promise->set_value(std::nullopt);
+                    return;
+                }
+                try {
+                    promise->set_value(json::decode<NetworkBytesByPID>(*bytes));
+                } catch (const json::DecodingError& e) {
+                    self->log_.error(std::string("Helper sent unreadable data: ") + e.what());
+                    promise->set_value(std::nullopt);
+                }
+            });
+        });
+        self->timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
+        auto log = self->log_;
+        connection->send(
+            HelperProtocol::Method::networkBytes, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
+            [once, log](const std::string& description) {
+                log.notice("Helper unreachable: " + description);
+                once->resume(std::nullopt);
+            });
+    });
+    return future;
+}
+
 std::optional<std::vector<ProcessReading>> HelperProcessSource::decode(const std::optional<std::string>& bytes) {
     if (!bytes) return std::nullopt;
     try {

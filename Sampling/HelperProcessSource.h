@@ -9,6 +9,7 @@
 #include "Sampling/HelperTransport.h"
 #include "Sampling/TimerQueue.h"
 #include "core/Logger.h"
+#include "core/NetworkByteCounts.h"
 #include "core/ProcessSource.h"
 #include "core/SamplingExecutor.h"
 
@@ -46,6 +47,12 @@ public:
     std::future<std::vector<ProcessReading>> sample(const PidSet& skippingUsageFor) override;
     // The same, saying which source answered.
     std::future<Answer> sampleWithOrigin(const PidSet& skippingUsageFor = {});
+
+    // Every process's cumulative network bytes from the helper (Linux),
+    // within the same one-second limit; absent when the client is disabled,
+    // or the helper is unreachable, late, has no accounting or sends
+    // something unreadable.
+    std::future<std::optional<NetworkBytesByPID>> helperNetworkBytes();
 
     const std::optional<std::string>& requirement() const { return requirement_; }
 

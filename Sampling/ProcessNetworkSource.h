@@ -29,6 +29,9 @@ public:
     // process holds a socket itself: only a process that ran since the last
     // look can have opened one.
     virtual void observe(const std::vector<ProcessReading>& readings) { (void)readings; }
+    // Changes when the counts start again from another origin (another
+    // source answered): the rates then need a new baseline.
+    virtual uint64_t baselineGeneration() const { return 0; }
 };
 
 }  // namespace orv

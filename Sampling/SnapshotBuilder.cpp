@@ -99,6 +99,7 @@ Snapshot SnapshotBuilder::build() {
         parts_.processNetwork->observe(readings);
         network.bytes = parts_.processNetwork->cumulativeBytes().get();
         network.coveredUID = parts_.processNetwork->coveredUID();
+        network.generation = parts_.processNetwork->baselineGeneration();
     }
     return executor_
         .run([this, readings = std::move(readings), readAt, at, network = std::move(network)]() mutable {
@@ -157,6 +158,10 @@ Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, Continu
     // Without accounting the rates stay absent rather than 0, so no
     // accounting reads differently from no traffic; so do the rates of
     // users the accounting cannot see.
+    if (network.generation != networkGeneration_) {
+        previousNetwork_.clear();
+        networkGeneration_ = network.generation;
+    }
     if (network.bytes) {
         auto rates = ProcessNetworkMath::rates(previousNetwork_, *network.bytes, readings, network.coveredUID,
                                                snapshot.interval.toSeconds());

@@ -94,6 +94,7 @@ private:
     struct NetworkAnswer {
         std::optional<NetworkBytesByPID> bytes;  // absent: no accounting
         std::optional<uint32_t> coveredUID;
+        uint64_t generation = 0;
     };
 
     Snapshot assemble(std::vector<ProcessReading> readings, ContinuousClock::Instant readAt, Date at,
@@ -107,6 +108,7 @@ private:
     std::vector<int32_t> currentPIDs_;  // kept to reuse its storage
     ProcessMath::GPUTimeByPID previousGPU_;
     ProcessNetworkMath::CountersByPID previousNetwork_;
+    uint64_t networkGeneration_ = 0;
     std::optional<ContinuousClock::Instant> previousAt_;
     mutable std::mutex peripheralsMutex_;
     std::vector<BluetoothBatteries::Reading> peripherals_;

@@ -3,7 +3,9 @@
 #include <string>
 #include <string_view>
 
+#include "Sampling/HelperNetworkSource.h"
 #include "Sampling/HelperProcessSource.h"
+#include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/ProcessSampler.h"
 
 namespace orv::cli {
@@ -68,7 +70,11 @@ SamplingSession::ProcessPass SamplingSession::readProcesses() {
 }
 
 SnapshotBuilder::Parts SamplingSession::machineParts() {
-    return SnapshotBuilder::machineParts(SamplingExecutor::shared(), processSource());
+    auto parts = SnapshotBuilder::machineParts(SamplingExecutor::shared(), processSource());
+    // Network bytes come the way readings come: through the helper when it
+    // is asked, with the local accounting as its fallback.
+    if (helper_) parts.processNetwork = std::make_shared<HelperNetworkSource>(helper_, parts.processNetwork);
+    return parts;
 }
 
 const std::vector<BluetoothBatteries::Reading>& SamplingSession::peripherals() {

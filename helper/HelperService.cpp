@@ -8,11 +8,13 @@
 namespace orv {
 
 HelperService::HelperService(std::shared_ptr<ProcessSource> sampler, std::optional<PropertyValue> info,
-                             SamplingExecutor& executor, Encoder encoder)
+                             SamplingExecutor& executor, Encoder encoder,
+                             std::shared_ptr<ProcessNetworkSource> network)
     : sampler_(std::move(sampler)),
       version_(HelperInfo::stringValue(info, HelperInfo::versionKey).value_or("0")),
       executor_(executor),
-      encoder_(std::move(encoder)) {}
+      encoder_(std::move(encoder)),
+      network_(std::move(network)) {}
 
 HelperService::Encoder HelperService::defaultEncoder() {
     return [](const std::vector<ProcessReading>& readings) -> std::optional<std::string> {
@@ -30,7 +32,7 @@ HelperService::Encoder HelperService::defaultEncoder() {
 }
 
 void HelperService::sampleWithReply(DataReply reply) {
-    executor_.enqueue([sampler = sampler_, encoder = encoder_, reply = std::move(reply)] {
+    executor_.enqueue([sampler = sampler_, encoder = encoder_, network = network_, reply = std::move(reply)] {
         std::vector<ProcessReading> readings;
         try {
             readings = sampler->sample().get();
@@ -39,7 +41,29 @@ void HelperService::sampleWithReply(DataReply reply) {
             reply(std::string("[]"));
             return;
         }
+        if (network) network->observe(readings);
         reply(encoder(readings));
+    });
+}
+
+void HelperService::networkBytesWithReply(DataReply reply) {
+    if (!network_) {
+        reply(std::nullopt);
+        return;
+    }
+    // The accounting bounds its own wait; the sampling thread is where the
+    // requests of one client are answered in turn.
+    executor_.enqueue([network = network_, reply = std::move(reply)] {
+        std::optional<NetworkBytesByPID> bytes;
+        try {
+            bytes = network->cumulativeBytes().get();
+        } catch (...) {
+        }
+        if (!bytes) {
+            reply(std::nullopt);
+            return;
+        }
+        reply(json::encode(*bytes));
     });
 }
 

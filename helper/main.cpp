@@ -46,7 +46,10 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    auto service = std::make_shared<orv::HelperService>(std::make_shared<orv::ProcessSampler>(), info);
+    auto service = std::make_shared<orv::HelperService>(std::make_shared<orv::ProcessSampler>(), info,
+                                                        orv::SamplingExecutor::shared(),
+                                                        orv::HelperService::defaultEncoder(),
+                                                        orv::HelperService::platformNetworkSource());
     orv::ListenerDelegate::Lifetime lifetime;
     lifetime.startupLimit = options->startupLimit;
     lifetime.idleLimit = options->idleLimit;

@@ -92,9 +92,14 @@ private:
         }
         auto self = shared_from_this();
         auto io = socket_.get_executor();
-        delegate_->service()->sampleWithReply([self, io](std::optional<std::string> data) {
+        auto replyOnSocket = [self, io](std::optional<std::string> data) {
             asio::post(io, [self, data = std::move(data)]() mutable { self->reply(std::move(data)); });
-        });
+        };
+        if (*method == HelperProtocol::Method::networkBytes) {
+            delegate_->service()->networkBytesWithReply(std::move(replyOnSocket));
+            return;
+        }
+        delegate_->service()->sampleWithReply(std::move(replyOnSocket));
     }
 
     void reply(std::optional<std::string> data) {

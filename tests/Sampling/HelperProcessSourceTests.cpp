@@ -3,6 +3,7 @@
 #include <chrono>
 #include <deque>
 
+#include "Sampling/HelperNetworkSource.h"
 #include "Sampling/HelperProcessSource.h"
 #include "Sampling/ResumeOnce.h"
 #include "core/CapturingLogSink.h"
@@ -347,6 +348,78 @@ TEST_F(HelperProcessSourceTest, LocalFailureReachesTheCaller) {
     auto f = source->sample();
     EXPECT_EQ(f.wait_for(5s), std::future_status::ready);
     EXPECT_THROW(f.get(), std::runtime_error);
+}
+
+TEST_F(HelperProcessSourceTest, HelperNetworkBytesAreAskedByTheirSelectorAndDecoded) {
+    auto source = makeSource();
+    source->setEnabled(true);
+    auto f = source->helperNetworkBytes();
+    auto request = nextRequest();
+    EXPECT_EQ(request.method, HelperProtocol::Method::networkBytes);
+    request.reply(std::string(R"([7,{"rx":100,"tx":20},9,{"rx":0,"tx":5}])"));
+    auto bytes = await(f);
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(*bytes, (NetworkBytesByPID{{7, {100, 20}}, {9, {0, 5}}}));
+}
+
+TEST_F(HelperProcessSourceTest, NetworkBytesAreAbsentWhenDisabledLateUnreadableOrNotKept) {
+    auto source = makeSource();
+    auto disabled = source->helperNetworkBytes();
+    EXPECT_FALSE(await(disabled));
+    EXPECT_TRUE(transport->made.empty());
+
+    source->setEnabled(true);
+    auto late = source->helperNetworkBytes();
+    auto request = nextRequest();
+    timers.advance(Duration::seconds(1));
+    EXPECT_FALSE(await(late));
+
+    auto unreadable = source->helperNetworkBytes();
+    nextRequest().reply(std::string("[7]"));
+    EXPECT_FALSE(await(unreadable));
+    EXPECT_EQ(logs.messages().size(), 1u);
+    EXPECT_TRUE(logs.messages()[0].starts_with("Helper sent unreadable data: "));
+
+    auto none = source->helperNetworkBytes();
+    nextRequest().reply(std::nullopt);  // a helper without accounting
+    EXPECT_FALSE(await(none));
+}
+
+// Local accounting whose answers the test sets.
+class FakeNetwork : public ProcessNetworkSource {
+public:
+    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
+        std::promise<std::optional<NetworkBytesByPID>> p;
+        p.set_value(bytes);
+        return p.get_future();
+    }
+    uint32_t ownerUID() const override { return 1000; }
+    std::optional<NetworkBytesByPID> bytes = NetworkBytesByPID{{1, {5, 5}}};
+};
+
+TEST_F(HelperProcessSourceTest, NetworkBytesFallBackToTheLocalAccountingAndEachSwitchStartsRatesAgain) {
+    auto source = makeSource();
+    source->setEnabled(true);
+    auto localNetwork = std::make_shared<FakeNetwork>();
+    HelperNetworkSource network(source, localNetwork);
+    const auto first = network.baselineGeneration();
+
+    std::future<std::optional<NetworkBytesByPID>> viaHelper = std::async(std::launch::async, [&] {
+        return network.cumulativeBytes().get();
+    });
+    nextRequest().reply(std::string(R"([7,{"rx":1,"tx":2}])"));
+    EXPECT_EQ(await(viaHelper), (NetworkBytesByPID{{7, {1, 2}}}));
+    EXPECT_EQ(network.coveredUID(), std::nullopt);  // every user's
+    const auto afterHelper = network.baselineGeneration();
+    EXPECT_NE(afterHelper, first);
+
+    std::future<std::optional<NetworkBytesByPID>> viaLocal = std::async(std::launch::async, [&] {
+        return network.cumulativeBytes().get();
+    });
+    nextRequest().onError("The helper closed the connection");
+    EXPECT_EQ(await(viaLocal), localNetwork->bytes);
+    EXPECT_EQ(network.coveredUID(), 1000u);
+    EXPECT_NE(network.baselineGeneration(), afterHelper);
 }
 
 TEST(ResumeOnce, FirstResumptionWinsAcrossThreads) {

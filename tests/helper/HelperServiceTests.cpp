@@ -53,6 +53,51 @@ TEST_F(HelperServiceTest, SampleRepliesWithTheJsonOfTheReadings) {
     EXPECT_EQ(object.at("cpuTime"), boost::json::parse("[0, 2500000000000000000]"));
 }
 
+// Accounting whose answer the test sets; it remembers what it observed.
+class FakeNetwork : public ProcessNetworkSource {
+public:
+    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
+        std::promise<std::optional<NetworkBytesByPID>> p;
+        p.set_value(bytes);
+        return p.get_future();
+    }
+    uint32_t ownerUID() const override { return 0; }
+    void observe(const std::vector<ProcessReading>& readings) override { observed = readings.size(); }
+    std::optional<NetworkBytesByPID> bytes;
+    std::atomic<size_t> observed = 0;
+};
+
+std::optional<std::string> networkReply(HelperService& service) {
+    std::promise<std::optional<std::string>> promise;
+    auto future = promise.get_future();
+    service.networkBytesWithReply([&](std::optional<std::string> data) { promise.set_value(std::move(data)); });
+    EXPECT_EQ(future.wait_for(5s), std::future_status::ready);
+    return future.get();
+}
+
+TEST_F(HelperServiceTest, NetworkBytesAreAFlatArrayOfPidAndCounts) {
+    auto network = std::make_shared<FakeNetwork>();
+    network->bytes = NetworkBytesByPID{{42, {1000, 20}}};
+    HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
+    EXPECT_EQ(networkReply(service), std::optional<std::string>(R"([42,{"rx":1000,"tx":20}])"));
+}
+
+TEST_F(HelperServiceTest, NetworkBytesWithoutAccountingReplyNothing) {
+    HelperService without(sampler, std::nullopt, executor);
+    EXPECT_EQ(networkReply(without), std::nullopt);
+    auto unavailable = std::make_shared<FakeNetwork>();
+    HelperService withUnavailable(sampler, std::nullopt, executor, HelperService::defaultEncoder(), unavailable);
+    EXPECT_EQ(networkReply(withUnavailable), std::nullopt);
+}
+
+TEST_F(HelperServiceTest, EachSampleShowsItsReadingsToTheAccounting) {
+    auto network = std::make_shared<FakeNetwork>();
+    sampler->setReadings({test::readingNamed(1, "a"), test::readingNamed(2, "b")});
+    HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
+    sampleReply(service);
+    EXPECT_EQ(network->observed.load(), 2u);
+}
+
 TEST_F(HelperServiceTest, SampleRunsTheSamplerOnTheSamplingThread) {
     HelperService service(sampler, std::nullopt, executor);
     std::promise<bool> onExecutor;
