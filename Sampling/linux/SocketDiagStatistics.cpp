@@ -290,6 +290,13 @@ void SocketDiagStatistics::query(bool withDescriptions, std::function<void()> do
     }
     for (auto it = known_.begin(); it != known_.end();) {
         if (present.contains(it->first)) {
+            it->second.unseen = 0;
+            ++it;
+            continue;
+        }
+        // Without announcements nothing more will be heard of it: its last
+        // counts are its final ones.
+        if (watchingDestroyed_ && ++it->second.unseen < unseenLimit) {
             ++it;
             continue;
         }

@@ -65,7 +65,13 @@ private:
         uint64_t uniquePID = 0;
         bool descriptionSent = false;
         uint64_t rx = 0, tx = 0;  // as last delivered
+        unsigned unseen = 0;      // dumps since the last that showed it
     };
+    // A socket that left the dumps while its descriptor stays open (after
+    // its close in TIME_WAIT, or shut down both ways) is destroyed only when
+    // the descriptor closes: its final counts come then. Without that
+    // announcement for this many dumps it is taken as gone.
+    static constexpr unsigned unseenLimit = 600;
     struct Blocks {
         Block counts, description;
         std::function<void()> removed;

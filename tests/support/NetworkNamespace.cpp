@@ -64,9 +64,9 @@ NetworkNamespace::~NetworkNamespace() {
 std::string NetworkNamespace::outsideAddress() const { return "10.213." + std::to_string(subnet_) + ".1"; }
 std::string NetworkNamespace::insideAddress() const { return "10.213." + std::to_string(subnet_) + ".2"; }
 
-pid_t NetworkNamespace::serve(uint16_t port, size_t reply) const {
+NetworkNamespace::Server NetworkNamespace::serve(uint16_t port, size_t reply, size_t readFirst) const {
     int ready[2];
-    if (::pipe(ready) != 0) return -1;
+    if (::pipe(ready) != 0) return Server(-1);
     const std::string path = "/run/netns/" + name_;
     const std::string address = insideAddress();
     pid_t child = ::fork();
@@ -90,13 +90,19 @@ pid_t NetworkNamespace::serve(uint16_t port, size_t reply) const {
         for (;;) {
             int connection = ::accept(listener, nullptr, nullptr);
             if (connection < 0) continue;
-            while (::read(connection, buffer.data(), buffer.size()) > 0) {
+            size_t got = 0;
+            while (got < readFirst) {
+                ssize_t n = ::read(connection, buffer.data(), std::min(buffer.size(), readFirst - got));
+                if (n <= 0) break;
+                got += size_t(n);
             }
             size_t written = 0;
             while (written < reply) {
                 ssize_t n = ::write(connection, buffer.data(), std::min(buffer.size(), reply - written));
                 if (n <= 0) break;
                 written += size_t(n);
+            }
+            while (::read(connection, buffer.data(), buffer.size()) > 0) {
             }
             ::close(connection);
         }
@@ -107,9 +113,9 @@ pid_t NetworkNamespace::serve(uint16_t port, size_t reply) const {
     ::close(ready[0]);
     if (!started && child > 0) {
         stop(child);
-        return -1;
+        return Server(-1);
     }
-    return child;
+    return Server(child);
 }
 
 void NetworkNamespace::stop(pid_t server) {

@@ -2,9 +2,11 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace orv::test {
 
@@ -26,11 +28,26 @@ public:
     std::string outsideAddress() const;  // ours, on the host side of the pair
     std::string insideAddress() const;   // the namespace's
 
+    // A child server, killed and reaped when this goes, on every path out
+    // of a test.
+    class Server {
+    public:
+        explicit Server(pid_t pid) : pid_(pid) {}
+        Server(Server&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
+        Server& operator=(Server&&) = delete;
+        ~Server() { stop(pid_); }
+        explicit operator bool() const { return pid_ > 0; }
+        pid_t pid() const { return pid_; }
+
+    private:
+        pid_t pid_;
+    };
+
     // A child that enters the namespace, listens on insideAddress():port,
-    // and for each connection reads until the peer stops sending, then
-    // writes `reply` bytes and closes. Ready when this returns; the caller
-    // kills and reaps it (`stop`).
-    pid_t serve(uint16_t port, size_t reply) const;
+    // and for each connection reads until the peer stops sending or
+    // `readFirst` bytes came, writes `reply` bytes, then reads until the
+    // peer stops and closes. Ready when this returns.
+    Server serve(uint16_t port, size_t reply, size_t readFirst = SIZE_MAX) const;
     static void stop(pid_t server);
 
 private:

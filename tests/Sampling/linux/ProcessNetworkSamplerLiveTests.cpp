@@ -64,7 +64,6 @@ protected:
         if (!made) GTEST_SKIP() << whyNot;
         ns_.emplace(std::move(*made));
     }
-    void TearDown() override { test::NetworkNamespace::stop(server_); }
 
     // Our own reading, changed each time, so that the accounting looks at
     // this process for new sockets.
@@ -85,13 +84,12 @@ protected:
 
     std::optional<test::NetworkNamespace> ns_;
     test::NetworkNamespace* net() { return &*ns_; }
-    pid_t server_ = -1;
     int64_t ticks_ = 0;
 };
 
 TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesAfterItCloses) {
-    server_ = net()->serve(8080, 200'000);
-    ASSERT_GT(server_, 0);
+    auto server = net()->serve(8080, 200'000);
+    ASSERT_TRUE(server);
     ProcessNetworkSampler sampler;
     ASSERT_TRUE(sampler.isAvailable());
     query(sampler);

@@ -3,7 +3,10 @@
 // whose helper dies mid-request.
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <grp.h>
 #include <signal.h>
 #include <spawn.h>
@@ -21,6 +24,7 @@
 #include "helper/linux/PeerCredentials.h"
 #include "helper/linux/RawHelperClient.h"
 #include "support/FakeProcessSource.h"
+#include "support/NetworkNamespace.h"
 #include "support/TempDir.h"
 
 extern char** environ;
@@ -166,6 +170,42 @@ TEST(HelperProgram, ShortenedLimitsAreHonoured) {
     HelperProcess helper("OrvantineHelperTestTeam", dir, {"--startup-seconds", "1", "--idle-seconds", "0.5"});
     EXPECT_EQ(helper.waitForExit(10s), std::optional<int>(0));
     EXPECT_NEAR(helper.secondsFrom(helper.started), 1.0, 0.8);
+}
+
+TEST(HelperProgram, AnswersEveryProcesssNetworkBytes) {
+    std::string whyNot;
+    auto ns = test::NetworkNamespace::make(whyNot);
+    if (!ns) GTEST_SKIP() << whyNot;
+    auto server = ns->serve(8081, 1, 50'000);
+    ASSERT_TRUE(server);
+    test::TempDir dir;
+    HelperProcess helper("OrvantineHelperTestTeam", dir, {"--idle-seconds", "0.5"});
+    ASSERT_TRUE(helper.waitForSocket());
+
+    // A connection of ours, open, that has sent 50,000 bytes: the server's
+    // one-byte answer comes once it has read them all.
+    int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(8081);
+    ::inet_pton(AF_INET, ns->insideAddress().c_str(), &peer.sin_addr);
+    ASSERT_EQ(::connect(connection, reinterpret_cast<sockaddr*>(&peer), sizeof peer), 0);
+    std::string data(50'000, 'x');
+    ASSERT_EQ(::send(connection, data.data(), data.size(), MSG_NOSIGNAL), ssize_t(data.size()));
+    char answer = 0;
+    ASSERT_EQ(::read(connection, &answer, 1), 1);
+
+    RawHelperClient client(helper.socketPath);
+    ASSERT_TRUE(client.request("sampleWithReply:"));  // the sample shows the helper who ran
+    ASSERT_TRUE(client.readReply());
+    ASSERT_TRUE(client.request("networkBytesWithReply:"));
+    auto reply = client.readReply();
+    ASSERT_TRUE(reply && *reply) << helper.log();
+    auto bytes = json::decode<NetworkBytesByPID>(**reply);
+    ASSERT_TRUE(bytes.contains(::getpid())) << **reply << " " << helper.log();
+    EXPECT_EQ(bytes.at(::getpid()).tx, 50'000u);
+    EXPECT_EQ(bytes.at(::getpid()).rx, 1u);
+    ::close(connection);
 }
 
 TEST(HelperProgram, ServesTheApplicationsClientWithRealReadings) {
