@@ -97,4 +97,85 @@ std::array<uint8_t, SocketDiagDecoding::requestSize> SocketDiagDecoding::dumpReq
     return request;
 }
 
+std::vector<uint8_t> SocketDiagDecoding::nonLoopbackFilter() {
+    struct Condition {
+        uint8_t family;
+        uint8_t prefixLength;
+        std::array<uint8_t, 16> address;
+        size_t addressSize;
+    };
+    const Condition conditions[] = {
+        {NetlinkDecoding::inetFamily, 8, {127}, 4},
+        {NetlinkDecoding::inet6Family, 128, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}, 16},
+    };
+    size_t total = 0;
+    for (const auto& c : conditions) total += 4 + 8 + c.addressSize + 4;
+    std::vector<uint8_t> program;
+    auto op = [&](uint8_t code, size_t yes, size_t no) {
+        program.push_back(code);
+        program.push_back(uint8_t(yes));
+        const uint16_t jump = uint16_t(no);
+        program.insert(program.end(), reinterpret_cast<const uint8_t*>(&jump), reinterpret_cast<const uint8_t*>(&jump) + 2);
+    };
+    // Each condition negated: a match falls to a jump past the end (left
+    // out); no match skips that jump and goes on to the next.
+    for (const auto& c : conditions) {
+        const size_t conditionSize = 4 + 8 + c.addressSize;
+        op(destinationOp, conditionSize, conditionSize + 4);
+        program.push_back(c.family);
+        program.push_back(c.prefixLength);
+        program.push_back(0);
+        program.push_back(0);
+        const int32_t anyPort = -1;
+        program.insert(program.end(), reinterpret_cast<const uint8_t*>(&anyPort),
+                       reinterpret_cast<const uint8_t*>(&anyPort) + 4);
+        program.insert(program.end(), c.address.begin(), c.address.begin() + long(c.addressSize));
+        op(jumpOp, 4, total + 4 - program.size());
+    }
+    return program;
+}
+
+std::optional<bool> SocketDiagDecoding::runFilter(std::span<const uint8_t> program, const InetSocket& socket) {
+    auto prefixMatches = [](const uint8_t* a, const uint8_t* b, unsigned bits) {
+        for (unsigned i = 0; i < bits; ++i) {
+            const uint8_t mask = uint8_t(0x80u >> (i % 8));
+            if ((a[i / 8] & mask) != (b[i / 8] & mask)) return false;
+        }
+        return true;
+    };
+    long remaining = long(program.size());
+    size_t at = 0;
+    while (remaining > 0) {
+        if (at + 4 > program.size()) return std::nullopt;
+        const uint8_t code = program[at];
+        const uint8_t yes = program[at + 1];
+        const uint16_t no = *ByteDecoding::loadNative<uint16_t>(program, at + 2);
+        bool matched = true;
+        if (code == destinationOp) {
+            if (at + 12 > program.size()) return std::nullopt;
+            const uint8_t family = program[at + 4];
+            const unsigned bits = program[at + 5];
+            const uint8_t* address = program.data() + at + 12;
+            if (family == socket.family) {
+                matched = prefixMatches(socket.remoteAddress.data(), address, bits);
+            } else if (family == NetlinkDecoding::inetFamily && socket.family == NetlinkDecoding::inet6Family) {
+                static constexpr uint8_t mapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
+                matched = std::equal(mapped, mapped + 12, socket.remoteAddress.begin()) &&
+                          prefixMatches(socket.remoteAddress.data() + 12, address, bits);
+            } else {
+                matched = false;
+            }
+        } else if (code == jumpOp) {
+            matched = false;
+        } else {
+            return std::nullopt;
+        }
+        const size_t step = matched ? yes : no;
+        if (step < 4 || step % 4 != 0) return std::nullopt;
+        remaining -= long(step);
+        at += step;
+    }
+    return remaining == 0;
+}
+
 }  // namespace orv

@@ -81,6 +81,19 @@ struct SocketDiagDecoding {
     // `family` in the states of `stateMask` (bit n for state n), asking for
     // INET_DIAG_INFO when `withInfo`.
     static std::array<uint8_t, requestSize> dumpRequest(uint8_t family, uint32_t stateMask, bool withInfo);
+
+    static constexpr uint16_t bytecodeAttribute = 1;  // INET_DIAG_REQ_BYTECODE
+    static constexpr uint8_t jumpOp = 1;              // INET_DIAG_BC_JMP
+    static constexpr uint8_t destinationOp = 8;       // INET_DIAG_BC_D_COND
+    // The kernel's filter program (the value of an INET_DIAG_REQ_BYTECODE
+    // attribute) that leaves out sockets whose peer is a loopback address
+    // (127.0.0.0/8, which also matches IPv4-mapped IPv6 peers, and ::1), so
+    // the kernel does not describe the sockets that are never counted.
+    static std::vector<uint8_t> nonLoopbackFilter();
+    // What the kernel's filter program decides for `socket`: kept (true) or
+    // left out; absent for a program it would refuse. The kernel's own walk,
+    // for tests on any host.
+    static std::optional<bool> runFilter(std::span<const uint8_t> program, const InetSocket& socket);
 };
 
 }  // namespace orv

@@ -7,10 +7,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
 #include <vector>
 
+#include "Sampling/ProcessSampler.h"
+
 namespace orv::bench {
+
+using Clock = std::chrono::steady_clock;
 
 // Starts `count` children that sleep until killed, to measure a pass at the
 // scale of a busy machine; stops early if fork fails. With `threads` above
@@ -45,6 +58,93 @@ inline double median(std::vector<double> values) {
     if (values.empty()) return 0;
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+inline size_t liveProcessCount() {
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const auto name = entry.path().filename().string();
+        count += !name.empty() && std::all_of(name.begin(), name.end(), ::isdigit);
+    }
+    return count;
+}
+
+inline double milliseconds(const timeval& t) { return double(t.tv_sec) * 1e3 + double(t.tv_usec) / 1e3; }
+
+// This process's CPU time, user + system and user alone, in milliseconds.
+inline std::pair<double, double> processCPUMilliseconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return {milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime), milliseconds(usage.ru_utime)};
+}
+
+
+// CPU seconds (user + system) of one run of the command, and its wall time.
+inline std::pair<double, double> commandCPU(const std::string& program, int seconds) {
+    auto started = Clock::now();
+    pid_t child = fork();
+    if (child == 0) {
+        int null = ::open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        std::string count = std::to_string(seconds);
+        execl(program.c_str(), program.c_str(), "snapshot", "--json", "--count", count.c_str(), "--interval", "1",
+              static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    double wall = std::chrono::duration<double>(Clock::now() - started).count();
+    double cpu = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                 double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return {-1, wall};
+    return {cpu, wall};
+}
+
+inline std::string run(const std::string& command) {
+    std::string out;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return out;
+    char buffer[4096];
+    size_t n = 0;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+    return out;
+}
+
+// A process's CPU time (every thread, user + system) in seconds, read by
+// our own sampler; negative when the process is not there.
+inline double processCPUSeconds(pid_t pid) {
+    orv::ProcessSampler sampler;  // used on this thread only
+    for (const auto& reading : sampler.sampleNow()) {
+        if (reading.pid == pid) return reading.cpuTime.toSeconds();
+    }
+    return -1;
+}
+
+// btop at a one-second refresh in a detached tmux session, CPU share over
+// `seconds` after a two-second start; negative when it cannot be run.
+inline double btopShare(int seconds) {
+    if (run("command -v btop").empty() || run("command -v tmux").empty()) return -1;
+    // btop takes its refresh from its configuration file only: a private
+    // one sets the same one-second refresh as ours.
+    auto config = std::filesystem::temp_directory_path() / "orvantine-bench-btop";
+    std::filesystem::create_directories(config / "btop");
+    std::ofstream(config / "btop" / "btop.conf") << "update_ms = 1000\n";
+    run("tmux kill-session -t orvbench 2>/dev/null; tmux new-session -d -s orvbench -x 200 -y 50 "
+        "'exec env XDG_CONFIG_HOME=" + config.string() + " btop --utf-force' 2>/dev/null");
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    auto pidText = run("tmux list-panes -t orvbench -F '#{pane_pid}' 2>/dev/null");
+    pid_t pid = pid_t(std::atoi(pidText.c_str()));
+    if (pid <= 0) return -1;
+    double before = processCPUSeconds(pid);
+    auto started = Clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    double after = processCPUSeconds(pid);
+    double wall = std::chrono::duration<double>(Clock::now() - started).count();
+    run("tmux kill-session -t orvbench 2>/dev/null");
+    if (before < 0 || after < 0) return -1;
+    return (after - before) / wall * 100;
 }
 
 }  // namespace orv::bench

@@ -38,6 +38,9 @@ static_assert(offsetof(tcp_info, tcpi_bytes_received) == SocketDiagDecoding::byt
 static_assert(IPPROTO_TCP == SocketDiagDecoding::tcpProtocol);
 static_assert(SKNLGRP_INET_TCP_DESTROY == SocketDiagDecoding::tcp4DestroyGroup);
 static_assert(SKNLGRP_INET6_TCP_DESTROY == SocketDiagDecoding::tcp6DestroyGroup);
+static_assert(INET_DIAG_REQ_BYTECODE == SocketDiagDecoding::bytecodeAttribute);
+static_assert(INET_DIAG_BC_JMP == SocketDiagDecoding::jumpOp && INET_DIAG_BC_D_COND == SocketDiagDecoding::destinationOp);
+static_assert(sizeof(inet_diag_bc_op) == 4 && sizeof(inet_diag_hostcond) == 8);
 
 namespace {
 
@@ -72,17 +75,37 @@ void SocketDiagSocket::resetDumps() {
     dumps_ = nullptr;
 }
 
-Result<std::vector<InetSocket>> SocketDiagSocket::dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped) {
+Result<std::vector<InetSocket>> SocketDiagSocket::dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped,
+                                                         std::span<const uint8_t> filter) {
+    if (!filters_) filter = {};
     std::vector<InetSocket> sockets;
+    // One walk of the kernel's tables serves both families: a request for
+    // AF_UNSPEC keeps every socket whatever its family.
+    if (unspecifiedFamily_) {
+        auto dumped = dumpFamily(AF_UNSPEC, stateMask, withInfo, sockets, skipped, filter);
+        if (dumped) return sockets;
+        if (!filter.empty() && dumped.error() == std::errc::invalid_argument) {
+            // Either the family or the program was refused: try without the
+            // program first.
+            sockets.clear();
+            filters_ = false;
+            filter = {};
+            if (dumpFamily(AF_UNSPEC, stateMask, withInfo, sockets, skipped, filter)) return sockets;
+        }
+        // A kernel that refuses it gets one request per family from now on.
+        unspecifiedFamily_ = false;
+        sockets.clear();
+    }
     for (uint8_t family : {uint8_t(AF_INET), uint8_t(AF_INET6)}) {
-        auto dumped = dumpFamily(family, stateMask, withInfo, sockets, skipped);
+        auto dumped = dumpFamily(family, stateMask, withInfo, sockets, skipped, filter);
         if (!dumped) return dumped.error();
     }
     return sockets;
 }
 
 Result<void> SocketDiagSocket::dumpFamily(uint8_t family, uint32_t stateMask, bool withInfo,
-                                          std::vector<InetSocket>& out, size_t* skipped) {
+                                          std::vector<InetSocket>& out, size_t* skipped,
+                                          std::span<const uint8_t> filter) {
     if (!dumps_) {
         auto opened = openSocket();
         if (!opened) return opened.error();
@@ -95,13 +118,15 @@ Result<void> SocketDiagSocket::dumpFamily(uint8_t family, uint32_t stateMask, bo
         return error;
     };
     const uint32_t sequence = ++sequence_;
-    alignas(nlmsghdr) uint8_t request[NLMSG_SPACE(SocketDiagDecoding::requestSize)] = {};
+    std::vector<uint8_t> buffer(NLMSG_SPACE(SocketDiagDecoding::requestSize) + MNL_ATTR_HDRLEN + filter.size() + 4);
+    uint8_t* request = buffer.data();
     nlmsghdr* header = mnl_nlmsg_put_header(request);
     header->nlmsg_type = SOCK_DIAG_BY_FAMILY;
     header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     header->nlmsg_seq = sequence;
     const auto body = SocketDiagDecoding::dumpRequest(family, stateMask, withInfo);
     std::memcpy(mnl_nlmsg_put_extra_header(header, body.size()), body.data(), body.size());
+    if (!filter.empty()) mnl_attr_put(header, INET_DIAG_REQ_BYTECODE, filter.size(), filter.data());
     if (mnl_socket_sendto(dumps_, header, header->nlmsg_len) < 0) return failed(lastError());
     for (;;) {
         ssize_t got = mnl_socket_recvfrom(dumps_, receive_.data(), receive_.size());

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "Sampling/SocketDiagDecoding.h"
@@ -20,6 +21,11 @@ public:
     // TCPF_ALL: every TCP state, TIME_WAIT and NEW_SYN_RECV included.
     static constexpr uint32_t allStates = 0xfff;
     static constexpr uint32_t listenStates = 1u << SocketDiagDecoding::listenState;
+    // The states in which a socket has a descriptor and may move bytes:
+    // every state but LISTEN, TIME_WAIT (6) and NEW_SYN_RECV (12), which
+    // hold no descriptor; leaving them out spares the kernel the walk of
+    // its listening table.
+    static constexpr uint32_t connectedStates = allStates & ~listenStates & ~(1u << 6) & ~(1u << 12);
 
     SocketDiagSocket() = default;
     SocketDiagSocket(const SocketDiagSocket&) = delete;
@@ -29,7 +35,10 @@ public:
     // Every TCP socket, IPv4 then IPv6, in a state of `stateMask`, with its
     // tcp_info byte counts when `withInfo`. Messages that do not decode are
     // skipped and counted in `skipped`.
-    Result<std::vector<InetSocket>> dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped = nullptr);
+    // `filter` is a program for the kernel (SocketDiagDecoding's); a kernel
+    // that refuses it is asked without it from then on.
+    Result<std::vector<InetSocket>> dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped = nullptr,
+                                            std::span<const uint8_t> filter = {});
 
     // Joins the TCP destroy groups of both families (once).
     Result<void> watchDestroyed();
@@ -42,12 +51,14 @@ public:
 
 private:
     Result<void> dumpFamily(uint8_t family, uint32_t stateMask, bool withInfo, std::vector<InetSocket>& out,
-                            size_t* skipped);
+                            size_t* skipped, std::span<const uint8_t> filter);
     void resetDumps();
 
     mnl_socket* dumps_ = nullptr;
     mnl_socket* destroyed_ = nullptr;
     uint32_t sequence_ = 0;
+    bool unspecifiedFamily_ = true;
+    bool filters_ = true;
     std::vector<uint8_t> receive_;
 };
 

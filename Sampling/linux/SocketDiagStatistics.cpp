@@ -1,5 +1,7 @@
 #include "Sampling/linux/SocketDiagStatistics.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "Sampling/ProcFiles.h"
@@ -196,9 +198,16 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
     std::vector<int32_t> candidates;
     {
         std::lock_guard lock(mutex_);
+        // Our own process last: its many kept descriptors are the costliest
+        // folder to read, and it seldom holds a TCP socket.
+        const int32_t self = int32_t(::getpid());
+        bool selfRan = false;
         for (const auto& reading : ran_) {
-            if (uids.contains(reading.uid)) candidates.push_back(reading.pid);
+            if (!uids.contains(reading.uid)) continue;
+            if (reading.pid == self) selfRan = true;
+            else candidates.push_back(reading.pid);
         }
+        if (selfRan) candidates.push_back(self);
         if (!observed_) {
             // Nobody says which processes ran: every one is a candidate.
             for (const auto& entry : std::filesystem::directory_iterator(options_.root / "proc",
@@ -224,13 +233,14 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
     }
 }
 
-void SocketDiagStatistics::query(bool withDescriptions, std::function<void()> done) {
+void SocketDiagStatistics::query(bool, std::function<void()> done) {
     auto finish = [&] {
         std::lock_guard lock(mutex_);
         ran_.clear();
         if (monitorQueue_) monitorQueue_->async(std::move(done));
     };
-    auto dumped = diag_.dumpTCP(SocketDiagSocket::allStates, true);
+    static const std::vector<uint8_t> filter = SocketDiagDecoding::nonLoopbackFilter();
+    auto dumped = diag_.dumpTCP(SocketDiagSocket::connectedStates, true, nullptr, filter);
     if (!dumped) {
         finish();  // the counts stand as the last dump left them
         return;
@@ -258,7 +268,13 @@ void SocketDiagStatistics::query(bool withDescriptions, std::function<void()> do
             std::lock_guard lock(mutex_);
             if (added_ && monitorQueue_) monitorQueue_->async([added = added_, source = socket.cookie] { added(source); });
         }
-        if (known->second.pid == 0) unresolved.push_back(socket.cookie);
+        // Its owner ran in the pass that saw it appear, or the one before:
+        // after a few passes unfound, it is one we cannot see (another
+        // namespace's process, a descriptor passed away and closed).
+        if (known->second.pid == 0 && known->second.ownerSearches < ownerSearchLimit) {
+            ++known->second.ownerSearches;
+            unresolved.push_back(socket.cookie);
+        }
         current.push_back(&socket);
     }
     resolveOwners(unresolved);
@@ -266,7 +282,9 @@ void SocketDiagStatistics::query(bool withDescriptions, std::function<void()> do
     for (const InetSocket* socket : current) {
         Known& known = known_.at(socket->cookie);
         const uint64_t rx = socket->bytesReceived.value_or(0), tx = sentBytes(*socket);
-        if (known.pid != 0 && (!known.descriptionSent || withDescriptions)) {
+        // A socket's owner and interface never change: one description is
+        // all it needs, whichever query asks.
+        if (known.pid != 0 && !known.descriptionSent) {
             Values values{known.pid, int64_t(known.uniquePID), int64_t(rx), int64_t(tx),
                           socket->isLoopback() ? 1 : 0};
             deliver(socket->cookie, true, values);

@@ -66,7 +66,9 @@ private:
         bool descriptionSent = false;
         uint64_t rx = 0, tx = 0;  // as last delivered
         unsigned unseen = 0;      // dumps since the last that showed it
+        unsigned ownerSearches = 0;
     };
+    static constexpr unsigned ownerSearchLimit = 3;
     // A socket that left the dumps while its descriptor stays open (after
     // its close in TIME_WAIT, or shut down both ways) is destroyed only when
     // the descriptor closes: its final counts come then. Without that

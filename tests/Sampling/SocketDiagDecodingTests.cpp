@@ -174,3 +174,52 @@ TEST(SocketDiagDecoding, TheDumpRequestAsksForTcpStatesAndInfo) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+InetSocket peerAt(uint8_t family, std::array<uint8_t, 16> remote) {
+    InetSocket socket;
+    socket.family = family;
+    socket.remoteAddress = remote;
+    return socket;
+}
+
+TEST(SocketDiagFilter, LeavesOutLoopbackPeersOfEitherFamilyAndKeepsTheRest) {
+    const auto program = SocketDiagDecoding::nonLoopbackFilter();
+    auto keeps = [&](const InetSocket& s) { return SocketDiagDecoding::runFilter(program, s); };
+    EXPECT_EQ(keeps(peerAt(2, test::ipv4(127, 0, 0, 1))), false);
+    EXPECT_EQ(keeps(peerAt(2, test::ipv4(127, 200, 3, 4))), false);
+    EXPECT_EQ(keeps(peerAt(2, test::ipv4(128, 0, 0, 1))), true);
+    EXPECT_EQ(keeps(peerAt(2, test::ipv4(10, 0, 0, 1))), true);
+    EXPECT_EQ(keeps(peerAt(2, {})), true);  // unconnected
+    std::array<uint8_t, 16> one{};
+    one[15] = 1;
+    EXPECT_EQ(keeps(peerAt(10, one)), false);
+    one[15] = 2;
+    EXPECT_EQ(keeps(peerAt(10, one)), true);
+    EXPECT_EQ(keeps(peerAt(10, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 127, 0, 0, 1})), false);
+    EXPECT_EQ(keeps(peerAt(10, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 10, 0, 0, 1})), true);
+    EXPECT_EQ(keeps(peerAt(10, {0x20, 0x01, 0x0d, 0xb8})), true);
+}
+
+TEST(SocketDiagFilter, EveryJumpLandsOnAnOperationOrTheEnds) {
+    // The kernel audits the program the same way: yes-jumps lead to exactly
+    // the end, no-jumps at most four bytes past it, all in steps of four.
+    const auto program = SocketDiagDecoding::nonLoopbackFilter();
+    ASSERT_EQ(program.size() % 4, 0u);
+    size_t at = 0;
+    while (at < program.size()) {
+        const uint8_t yes = program[at + 1];
+        uint16_t no;
+        std::memcpy(&no, program.data() + at + 2, 2);
+        EXPECT_LE(at + no, program.size() + 4);
+        EXPECT_EQ(no % 4, 0);
+        at += yes;
+    }
+    EXPECT_EQ(at, program.size());
+    EXPECT_FALSE(SocketDiagDecoding::runFilter(std::vector<uint8_t>{42, 4, 4, 0}, InetSocket{}));
+}
+
+}  // namespace
+}  // namespace orv

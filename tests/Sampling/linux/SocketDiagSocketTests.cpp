@@ -93,6 +93,31 @@ TEST(SocketDiagSocketLive, AnEstablishedPairCarriesItsByteCountsAndIsLoopback) {
     EXPECT_EQ(accepted->bytesReceived, 100'000u);
 }
 
+TEST(SocketDiagSocketLive, TheKernelLeavesOutLoopbackPeersWhenFiltered) {
+    uint16_t port = 0;
+    auto listener = loopbackSocket(port);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    FileDescriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    ASSERT_EQ(::connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    SocketDiagSocket diag;
+    const uint64_t inode = inodeOf(client.get());
+    auto has = [&](const std::vector<InetSocket>& sockets) {
+        return std::any_of(sockets.begin(), sockets.end(), [&](const InetSocket& s) { return s.inode == inode; });
+    };
+    auto all = diag.dumpTCP(SocketDiagSocket::connectedStates, true);
+    ASSERT_TRUE(all);
+    EXPECT_TRUE(has(*all));
+    auto filtered = diag.dumpTCP(SocketDiagSocket::connectedStates, true, nullptr, SocketDiagDecoding::nonLoopbackFilter());
+    ASSERT_TRUE(filtered) << filtered.error().message();
+    EXPECT_FALSE(has(*filtered));
+    // The listener is connected to nobody and not in the connected states.
+    EXPECT_TRUE(std::none_of(filtered->begin(), filtered->end(), [](const InetSocket& s) { return s.state == 10; }));
+}
+
 TEST(SocketDiagSocketLive, ADestroyedSocketIsAnnouncedWithItsCookie) {
     SocketDiagSocket diag;
     auto watching = diag.watchDestroyed();

@@ -1,0 +1,214 @@
+// What per-process network accounting adds to a sampling pass: the CPU of a
+// snapshot pass with and without it, at ~600 and ~2,000 processes that hold
+// ~5,000 TCP sockets between them (loopback pairs, and connections to a
+// server in a network namespace this bench makes), and the CPU of the
+// command a user runs, `orvantine snapshot --count 20 --interval 1`, beside
+// btop at the same refresh when it is installed.
+//
+//   ProcessNetworkBench [--processes N]... [--sockets S] [--passes N] [--seconds S] [--program PATH] [--btop]
+//
+// Needs root for the namespace; without it every socket is a loopback pair.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "Sampling/SnapshotBuilder.h"
+#include "bench/BenchSupport.h"
+
+using namespace orv::bench;
+
+namespace {
+
+const std::string nsName = "orvbench" + std::to_string(::getpid());
+const std::string hostLink = "orvbh" + std::to_string(::getpid());
+const std::string peerLink = "orvbp" + std::to_string(::getpid());
+constexpr const char* inside = "10.214.0.2";
+constexpr uint16_t serverPort = 9000;
+
+bool shell(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+
+bool makeNamespace() {
+    if (::geteuid() != 0) return false;
+    return shell("ip netns add " + nsName) && shell("ip link add " + hostLink + " type veth peer name " + peerLink) &&
+           shell("ip link set " + peerLink + " netns " + nsName) && shell("ip addr add 10.214.0.1/30 dev " + hostLink) &&
+           shell("ip link set " + hostLink + " up") &&
+           shell("ip -n " + nsName + " addr add " + std::string(inside) + "/30 dev " + peerLink) &&
+           shell("ip -n " + nsName + " link set " + peerLink + " up");
+}
+
+void dropNamespace() { shell("ip netns del " + nsName); }
+
+// A child in the namespace that accepts connections and holds them.
+pid_t startServer() {
+    pid_t child = fork();
+    if (child != 0) return child;
+    int ns = ::open(("/run/netns/" + nsName).c_str(), O_RDONLY);
+    if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) _exit(2);
+    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(serverPort);
+    ::inet_pton(AF_INET, inside, &address.sin_addr);
+    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || ::listen(listener, 4096) != 0) {
+        _exit(3);
+    }
+    for (;;) ::accept(listener, nullptr, nullptr);  // held open until killed
+}
+
+int connectTo(const char* address, uint16_t port) {
+    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    ::inet_pton(AF_INET, address, &peer.sin_addr);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// A child holding `pairs` loopback connections (both ends) and `remote`
+// connections to the namespace's server, each with a little traffic.
+pid_t startHolder(size_t pairs, size_t remote) {
+    int ready[2];
+    if (::pipe(ready) != 0) return -1;
+    pid_t child = fork();
+    if (child != 0) {
+        ::close(ready[1]);
+        char c;
+        (void)::read(ready[0], &c, 1);
+        ::close(ready[0]);
+        return child;
+    }
+    ::close(ready[0]);
+    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    ::listen(listener, 4096);
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+    for (size_t i = 0; i < pairs; ++i) {
+        int client = connectTo("127.0.0.1", ntohs(address.sin_port));
+        ::accept(listener, nullptr, nullptr);
+        if (client >= 0) (void)::send(client, "hello", 5, MSG_NOSIGNAL);
+    }
+    for (size_t i = 0; i < remote; ++i) {
+        int fd = connectTo(inside, serverPort);
+        if (fd >= 0) (void)::send(fd, "hello", 5, MSG_NOSIGNAL);
+    }
+    char c = 1;
+    (void)::write(ready[1], &c, 1);
+    for (;;) pause();
+}
+
+struct Figures {
+    double cpuPerPassMs = 0;
+    double wallMedianMs = 0;
+    size_t processes = 0;
+};
+
+Figures passes(bool withAccounting, int count) {
+    auto parts = orv::SnapshotBuilder::machineParts();
+    if (!withAccounting) parts.processNetwork = nullptr;
+    orv::SnapshotBuilder builder(std::move(parts));
+    builder.build();
+    builder.build();  // every socket's owner found: the steady state
+    std::vector<double> wall;
+    Figures figures;
+    auto [before, userBefore] = processCPUMilliseconds();
+    for (int i = 0; i < count; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        auto t0 = Clock::now();
+        figures.processes = builder.build().processes.size();
+        wall.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+    }
+    auto [after, userAfter] = processCPUMilliseconds();
+    figures.cpuPerPassMs = (after - before) / count;
+    figures.wallMedianMs = median(wall);
+    return figures;
+}
+
+size_t tcpSocketCount() {
+    std::string out = run("ss -Htan state all 2>/dev/null | wc -l");
+    return size_t(std::atol(out.c_str()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<size_t> sizes;
+    size_t sockets = 5000;
+    int count = 20, seconds = 20;
+    bool btop = false;
+    std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--processes" && i + 1 < argc) sizes.push_back(size_t(std::atol(argv[++i])));
+        else if (arg == "--sockets" && i + 1 < argc) sockets = size_t(std::atol(argv[++i]));
+        else if (arg == "--passes" && i + 1 < argc) count = std::atoi(argv[++i]);
+        else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
+        else if (arg == "--program" && i + 1 < argc) program = argv[++i];
+        else if (arg == "--btop") btop = true;
+        else {
+            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+                         argv[0]);
+            return 2;
+        }
+    }
+    if (sizes.empty()) sizes = {600, 2000};
+    rlimit files{65536, 65536};
+    setrlimit(RLIMIT_NOFILE, &files);
+
+    const bool namespaced = makeNamespace();
+    pid_t server = namespaced ? startServer() : -1;
+    if (namespaced) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    // 40 holders; a quarter of each one's sockets go to the namespace.
+    constexpr size_t holders = 40;
+    const size_t perHolder = sockets / holders;
+    const size_t remote = namespaced ? perHolder / 4 : 0;
+    const size_t pairs = (perHolder - remote) / 2;
+    std::vector<pid_t> holding;
+    for (size_t i = 0; i < holders; ++i) holding.push_back(startHolder(pairs, remote));
+
+    std::printf("%-10s %8s %14s %14s %8s %12s %12s %10s\n", "processes", "sockets", "pass CPU ms", "with acct ms",
+                "added %", "pass wall ms", "command %", "btop %");
+    for (size_t size : sizes) {
+        size_t live = liveProcessCount();
+        auto children = startIdleChildren(size > live ? size - live : 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        Figures without = passes(false, count);
+        Figures with = passes(true, count);
+        auto [cpu, wall] = commandCPU(program, seconds);
+        double share = cpu < 0 ? -1 : cpu / wall * 100;
+        double btopPercent = btop ? btopShare(seconds) : -1;
+        std::printf("%-10zu %8zu %14.2f %14.2f %8.1f %12.2f %12s %10s\n", with.processes, tcpSocketCount(),
+                    without.cpuPerPassMs, with.cpuPerPassMs,
+                    (with.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100, with.wallMedianMs,
+                    share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
+                    btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
+        std::fflush(stdout);
+        stopChildren(children);
+    }
+    stopChildren(holding);
+    if (server > 0) {
+        std::vector<pid_t> s{server};
+        stopChildren(s);
+    }
+    if (namespaced) dropNamespace();
+    std::printf("pass CPU: every thread of this process per snapshot pass, without and with the accounting; "
+                "command %%: `orvantine snapshot --json --count %d --interval 1` (accounting on) over its wall time.\n",
+                seconds);
+    return 0;
+}
