@@ -13,7 +13,7 @@ namespace {
 template <size_t N>
 std::string scaled(double value, double step, const std::string_view (&units)[N], std::string_view suffix,
                    const NumberLocale& locale) {
-    if (!(value > 0)) value = 0;
+    if (!(value > 0) || std::isinf(value)) value = 0;  // no baseline yet, or no figure
     auto join = [&](const std::string& number, std::string_view unit) {
         std::string text = number;
         if (!unit.empty() || !suffix.empty()) {

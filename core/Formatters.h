@@ -17,7 +17,7 @@ struct Formatters {
     // Sizes and byte rates in steps of 1024 under "B", "kB", "MB", "GB",
     // "TB", "PB": "1023 B", "1.5 kB", "10 MB". One fraction digit below 10
     // of a unit; a figure that would round to 1024 of a unit is written in
-    // the next one ("1.0 MB", never "1024 kB"). Negative or NaN is 0.
+    // the next one ("1.0 MB", never "1024 kB"). Negative, NaN or infinite is 0.
     static std::string bytes(double value, const NumberLocale& locale = NumberLocale::current());
     // A percentage rounded to a whole number: "42%", "<1%" above 0 and
     // below 0.5, "–" (en dash) when not finite.

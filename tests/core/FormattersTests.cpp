@@ -22,6 +22,7 @@ TEST(Formatters, BytesEdgeCases) {
     EXPECT_EQ(Formatters::bytes(10240, posix), "10 kB");
     EXPECT_EQ(Formatters::bytes(-5, posix), "0 B");
     EXPECT_EQ(Formatters::bytes(std::nan(""), posix), "0 B");
+    EXPECT_EQ(Formatters::bytes(std::numeric_limits<double>::infinity(), posix), "0 B");
     EXPECT_EQ(Formatters::bytes(1536, posix), "1.5 kB");
     EXPECT_EQ(Formatters::bytes(10.0 * 1024 * 1024, posix), "10 MB");
 }
