@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "cli/Format.h"
+#include "core/StrainDetector.h"
 
 namespace orv::cli {
 
@@ -82,7 +83,8 @@ void sortProcesses(std::vector<ProcessSample>& processes, TopSort sort) {
     }
 }
 
-std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout) {
+std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout,
+                                  std::optional<StrainReason> strain) {
     std::vector<std::string> lines;
     const SystemSample& s = snapshot.system;
     bool measuring = snapshot.interval == Duration::zero();
@@ -105,6 +107,7 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
     std::string power = fmt::format("Thermal {}", boost::describe::enum_to_string(s.thermal, "nominal"));
     if (s.gpu) power += fmt::format("   GPU {:.1f} %", s.gpu->utilizationPercent);
     if (s.battery) power += fmt::format("   Battery {:.0f} %", s.battery->percent);
+    if (strain) power += fmt::format("   Strain: {}", StrainDetector::message(*strain));
     lines.push_back(power);
 
     // What is left after the header, the blank line and the two list
