@@ -318,3 +318,30 @@ TEST(HistoryRecorder, ABaselineSnapshotIsSkipped) {
 
 }  // namespace
 }  // namespace orv::cli
+
+namespace orv::cli {
+namespace {
+
+// A month in a few seconds: a minute every quarter-hour for 31 days, with
+// pruning each simulated hour, leaves 30 days of hourly buckets, two weeks of
+// quarter-hours and two days of minutes.
+TEST(HistoryStore, AMonthSimulated) {
+    TempDir dir;
+    HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);
+    const int64_t end = HistoryStore::bucketStart(now, 3600);
+    const int64_t start = end - 31 * 86400;
+    for (int64_t t = start; t < end; t += 900) {
+        store.write(minuteWith(t, 50, AppIdentity::other("app" + std::to_string(t / 900 % 3)), 10));
+        if (t % 3600 == 2700) store.prune(t + 900);
+    }
+    auto month = store.series(Metric::cpu, HistoryRange::d30, end - 1);
+    EXPECT_EQ(month.size(), 720u);
+    EXPECT_EQ(store.series(Metric::cpu, HistoryRange::d7, end - 1).size(), 672u);
+    EXPECT_EQ(store.series(Metric::cpu, HistoryRange::h24, end - 1).size(), 96u);  // one minute per quarter-hour
+    auto apps = store.appTotals(AppFigure::cpuTime, HistoryRange::d30, end - 30 * 86400, end, 10);
+    ASSERT_EQ(apps.size(), 3u);
+    EXPECT_EQ(store.integrityCheck(), "ok");
+}
+
+}  // namespace
+}  // namespace orv::cli
