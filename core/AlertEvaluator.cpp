@@ -90,8 +90,8 @@ std::optional<Finding> judge(AlertRule rule, const RuleSettings& setting, const 
 }  // namespace
 
 Duration AlertEvaluator::coverageSlack(Duration window) {
-    Duration twelfth{window.attoseconds / 12};
-    return std::min(twelfth, Duration::seconds(5));
+    Duration sixth{window.attoseconds / 6};
+    return std::min(sixth, Duration::seconds(5));
 }
 
 std::vector<Alert> AlertEvaluator::evaluate(const AlertSettings& settings, AlertState& state,

@@ -18,9 +18,10 @@ namespace orv {
 //
 // A rule is judged only when enabled, over the points with
 // now − window ≤ at ≤ now, and only when those points cover the window: the
-// earliest of them is at most a twelfth of the window (and never more than
+// earliest of them is at most a sixth of the window (and never more than
 // 5 s) younger than its start, so a recorder that just started judges
-// nothing. Conditions:
+// nothing, while samples a second apart cover a window of 6 s or more
+// whatever their phase. Conditions:
 // - highCPU: every point at or above the threshold (a NaN is below);
 // - growingMemory: the last point's memory exceeds the first's by more than
 //   the threshold;

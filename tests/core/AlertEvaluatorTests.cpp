@@ -76,7 +76,7 @@ TEST(AlertEvaluator, TheWindowMustBeCovered) {
     // The slack for a 60 s window is 5 s: a history from 55 s ago covers it,
     // one from 54 s ago does not.
     EXPECT_EQ(AlertEvaluator::coverageSlack(Duration::seconds(60)), Duration::seconds(5));
-    EXPECT_EQ(AlertEvaluator::coverageSlack(Duration::seconds(12)), Duration::seconds(1));
+    EXPECT_EQ(AlertEvaluator::coverageSlack(Duration::seconds(12)), Duration::seconds(2));
     EXPECT_EQ(run(settings, history([](double age) { return point(age, 90.0); }, 55)).size(), 1u);
     EXPECT_TRUE(run(settings, history([](double age) { return point(age, 90.0); }, 54)).empty());
     EXPECT_TRUE(run(settings, AppActivityHistory{hog(), {}}).empty());
