@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     for (const auto& a : snapshot.apps) {
         auto& entry = minute.apps[a.app.id];
         entry.first = a.app;
-        for (int i = 0; i < 60; ++i) entry.second.add(a, 1.0);
+        for (int i = 0; i < 60; ++i) entry.second.add(a, 1.0, 8);
     }
     auto wallStart = std::chrono::steady_clock::now();
     double cpuStart = cpuSeconds();

@@ -5,9 +5,9 @@
 
 namespace orv::cli {
 
-void AppTotals::add(const AppAggregate& app, double interval) {
+void AppTotals::add(const AppAggregate& app, double interval, size_t cores) {
     seconds += interval;
-    cpuSeconds += app.cpuPercent / 100 * interval;
+    cpuSeconds += app.cpuPercent / 100 * interval * double(std::max<size_t>(cores, 1));
     memoryByteSeconds += double(app.memoryBytes) * interval;
     diskReadBytes += app.diskReadBPS * interval;
     diskWrittenBytes += app.diskWriteBPS * interval;

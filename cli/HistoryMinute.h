@@ -31,14 +31,16 @@ struct FigureAccumulator {
 // One app's totals over a bucket: what a ranking needs.
 struct AppTotals {
     double seconds = 0;            // time the app was seen
-    double cpuSeconds = 0;         // CPU time used
+    double cpuSeconds = 0;         // CPU time used, in seconds of one core
     double memoryByteSeconds = 0;  // memory held × time: ÷ seconds is the average
     double diskReadBytes = 0;
     double diskWrittenBytes = 0;
     double netBytes = 0;           // received + sent
     double energy = 0;             // energy impact × seconds
 
-    void add(const AppAggregate& app, double interval);
+    // `cores`: the machine's logical cores, since an app's CPU share is of
+    // the whole machine.
+    void add(const AppAggregate& app, double interval, size_t cores);
 };
 
 // The battery's figures over one local day.

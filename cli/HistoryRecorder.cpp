@@ -31,7 +31,7 @@ void HistoryRecorder::observe(const Snapshot& snapshot) {
     for (const auto& app : snapshot.apps) {
         auto& entry = minute_.apps[app.app.id];
         entry.first = app.app;
-        entry.second.add(app, interval);
+        entry.second.add(app, interval, snapshot.system.cpu.perCorePercent.size());
     }
     if (const auto& battery = snapshot.system.battery) {
         int64_t day = dayStart_(now);

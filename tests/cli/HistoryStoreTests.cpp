@@ -306,6 +306,18 @@ TEST(HistoryRecorder, WritesOncePerMinute) {
     EXPECT_DOUBLE_EQ(apps[0].value, 150);  // 150 s at one full core
 }
 
+// An app's CPU share is of the whole machine: half of two cores is one
+// core's worth of time.
+TEST(HistoryRecorder, CPUTimeCountsCores) {
+    AppTotals totals;
+    AppAggregate app;
+    app.cpuPercent = 50;
+    totals.add(app, 2.0, 2);
+    EXPECT_DOUBLE_EQ(totals.cpuSeconds, 2.0);
+    totals.add(app, 1.0, 0);  // unknown core count: one
+    EXPECT_DOUBLE_EQ(totals.cpuSeconds, 2.5);
+}
+
 TEST(HistoryRecorder, ABaselineSnapshotIsSkipped) {
     TempDir dir;
     HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);
