@@ -79,7 +79,7 @@ void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
     fmt::print(out, "\n");
     std::string details;
     if (stats->cycleCount) details += fmt::format("  cycles {}", *stats->cycleCount);
-    if (stats->maxCapacityPercent) details += fmt::format("  health {:.1f} %", *stats->maxCapacityPercent);
+    if (stats->maxCapacityPercent) details += fmt::format("  health {}", formatPercentSign(*stats->maxCapacityPercent));
     if (stats->powerDrawWatts) details += fmt::format("  draw {:.1f} W", *stats->powerDrawWatts);
     if (!details.empty()) fmt::print(out, " {}\n", details);
 }
@@ -89,7 +89,7 @@ void printGPU(const std::optional<GPUStats>& stats, std::ostream& out) {
         fmt::print(out, "GPU      none\n");
         return;
     }
-    fmt::print(out, "GPU      {} {:.1f} % busy", stats->name, stats->utilizationPercent);
+    fmt::print(out, "GPU      {} {} busy", stats->name, formatPercentSign(stats->utilizationPercent));
     if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(*stats->memoryInUseBytes));
     fmt::print(out, "\n");
 }
