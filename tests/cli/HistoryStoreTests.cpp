@@ -318,6 +318,27 @@ TEST(HistoryRecorder, CPUTimeCountsCores) {
     EXPECT_DOUBLE_EQ(totals.cpuSeconds, 2.5);
 }
 
+TEST(HistoryRecorder, BatteryDaysCountMinutesOnBattery) {
+    TempDir dir;
+    HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);
+    const int64_t day = HistoryStore::bucketStart(now, 86400);
+    HistoryRecorder recorder(store, [day](int64_t) { return day; });
+    Snapshot s;
+    s.interval = Duration::seconds(1);
+    s.system.battery = BatteryStats{};
+    s.system.battery->maxCapacityPercent = 91;
+    s.system.battery->cycleCount = 300;
+    for (int i = 0; i < 120; ++i) {
+        s.system.battery->source = i < 90 ? BatteryStats::PowerSource::battery : BatteryStats::PowerSource::ac;
+        s.at = Date::fromUnixSeconds(double(HistoryStore::bucketStart(now, 60) + i));
+        recorder.observe(s);
+    }
+    recorder.flush();
+    auto days = store.batteryDays(day - 86400, day + 86400);
+    ASSERT_EQ(days.size(), 1u);
+    EXPECT_EQ(days[0], (BatteryDay{Date::fromUnixSeconds(double(day)), 91.0, int64_t(300), 1.5}));
+}
+
 TEST(HistoryRecorder, ABaselineSnapshotIsSkipped) {
     TempDir dir;
     HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);

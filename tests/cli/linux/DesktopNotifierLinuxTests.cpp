@@ -11,10 +11,13 @@
 #include <chrono>
 #include <future>
 #include <mutex>
+#include <sstream>
 #include <thread>
 #include <vector>
 
+#include "cli/AlertWatch.h"
 #include "cli/DesktopNotifier.h"
+#include "core/JsonCoding.h"
 #include "support/TempDir.h"
 
 extern char** environ;
@@ -160,6 +163,39 @@ TEST(DesktopNotifier, NoBusAtAllIsNotAnError) {
     TempDir dir;
     auto notifier = makeDesktopNotifier("unix:path=" + (dir.path() / "nothing").string());
     EXPECT_FALSE(notifier->notify("title", "body"));
+}
+
+// The recorder's alerting shows each alert it raises on the desktop.
+TEST(DesktopNotifier, TheRecordersAlertsReachTheDesktop) {
+    TempDir dir;
+    PrivateBus bus(dir);
+    ASSERT_TRUE(bus.isRunning());
+    FakeNotifications service(bus.address());
+    ASSERT_TRUE(service.ok());
+    AlertWatch::Options options;
+    options.settingsPath = dir.path() / "alerts.json";
+    options.statePath = dir.path() / "alert-state.json";
+    options.busAddress = bus.address();
+    options.calendar = AlertCalendar{"UTC"};
+    auto settings = AlertSettings::defaults();
+    settings.rules[AlertRule::highCPU] = {true, 50, Duration::seconds(10)};
+    dir.write("alerts.json", json::encode(settings));
+    std::ostringstream report;
+    AlertWatch watch(options, report);
+    for (int i = 0; i <= 12; ++i) {
+        Snapshot s;
+        s.at = Date{5000.0 + i};
+        s.interval = Duration::seconds(1);
+        AppAggregate hog;
+        hog.app = AppIdentity::other("stress");
+        hog.cpuPercent = 99;
+        s.apps = {hog};
+        watch.observe(s);
+    }
+    EXPECT_EQ(watch.notificationsShown(), 1u);
+    auto received = service.received();
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].summary, "stress is using a lot of CPU");
 }
 
 }  // namespace
