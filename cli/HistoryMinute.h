@@ -56,9 +56,10 @@ struct HistoryMinute {
     int64_t start = 0;  // Unix seconds, a multiple of 60
     std::map<Metric, FigureAccumulator> metrics;
     std::unordered_map<std::string, std::pair<AppIdentity, AppTotals>> apps;  // by AppIdentity.id
-    std::optional<BatteryDayTotals> battery;
+    // By local day: a minute across midnight has a part in each.
+    std::map<int64_t, BatteryDayTotals> batteryDays;
 
-    bool empty() const { return metrics.empty() && apps.empty() && !battery; }
+    bool empty() const { return metrics.empty() && apps.empty() && batteryDays.empty(); }
 };
 
 // The system figures a snapshot gives each metric; a metric the machine

@@ -35,13 +35,11 @@ void HistoryRecorder::observe(const Snapshot& snapshot) {
     }
     if (const auto& battery = snapshot.system.battery) {
         int64_t day = dayStart_(now);
-        if (!minute_.battery || minute_.battery->dayStart != day) {
-            flush();  // a new day within the minute: write the old day's part first
-            minute_.battery = BatteryDayTotals{day, {}, {}, 0};
-        }
-        if (battery->maxCapacityPercent) minute_.battery->maxCapacityPercent = battery->maxCapacityPercent;
-        if (battery->cycleCount) minute_.battery->cycleCount = battery->cycleCount;
-        if (battery->source == BatteryStats::PowerSource::battery) minute_.battery->secondsOnBattery += interval;
+        auto& totals = minute_.batteryDays[day];
+        totals.dayStart = day;
+        if (battery->maxCapacityPercent) totals.maxCapacityPercent = battery->maxCapacityPercent;
+        if (battery->cycleCount) totals.cycleCount = battery->cycleCount;
+        if (battery->source == BatteryStats::PowerSource::battery) totals.secondsOnBattery += interval;
     }
     if (now - lastPrune_ >= 3600) {
         store_.prune(now);

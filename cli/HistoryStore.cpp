@@ -202,16 +202,18 @@ void HistoryStore::write(const HistoryMinute& m) {
                 totals.run();
             }
         }
-        if (m.battery) {
+        if (!m.batteryDays.empty()) {
             Statement day(db_, R"(INSERT INTO batteryDays(day, maxCapacityPercent, cycleCount, minutesOnBattery)
                 VALUES(?1, ?2, ?3, ?4)
                 ON CONFLICT DO UPDATE SET maxCapacityPercent = coalesce(excluded.maxCapacityPercent, maxCapacityPercent),
                     cycleCount = coalesce(excluded.cycleCount, cycleCount),
                     minutesOnBattery = minutesOnBattery + excluded.minutesOnBattery)");
-            day.bind(1, m.battery->dayStart);
-            if (m.battery->maxCapacityPercent) day.bind(2, *m.battery->maxCapacityPercent); else day.bindNull(2);
-            if (m.battery->cycleCount) day.bind(3, *m.battery->cycleCount); else day.bindNull(3);
-            day.bind(4, m.battery->secondsOnBattery / 60).run();
+            for (const auto& [start, totals] : m.batteryDays) {
+                day.bind(1, start);
+                if (totals.maxCapacityPercent) day.bind(2, *totals.maxCapacityPercent); else day.bindNull(2);
+                if (totals.cycleCount) day.bind(3, *totals.cycleCount); else day.bindNull(3);
+                day.bind(4, totals.secondsOnBattery / 60).run();
+            }
         }
         execute("COMMIT");
     } catch (...) {

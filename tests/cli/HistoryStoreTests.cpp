@@ -339,6 +339,30 @@ TEST(HistoryRecorder, BatteryDaysCountMinutesOnBattery) {
     EXPECT_EQ(days[0], (BatteryDay{Date::fromUnixSeconds(double(day)), 91.0, int64_t(300), 1.5}));
 }
 
+// A minute across local midnight writes a part to each day, in the one
+// transaction of that minute.
+TEST(HistoryRecorder, AMinuteAcrossMidnightSplitsItsBatteryTime) {
+    TempDir dir;
+    HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);
+    const int64_t minuteStart = HistoryStore::bucketStart(now, 60);
+    const int64_t midnight = minuteStart + 30;  // a zone whose midnight falls mid-minute
+    HistoryRecorder recorder(store, [midnight](int64_t t) { return t < midnight ? midnight - 86400 : midnight; });
+    Snapshot s;
+    s.interval = Duration::seconds(1);
+    s.system.battery = BatteryStats{};
+    for (int i = 0; i < 60; ++i) {
+        s.at = Date::fromUnixSeconds(double(minuteStart + i));
+        recorder.observe(s);
+    }
+    EXPECT_EQ(recorder.minutesWritten(), 0);
+    recorder.flush();
+    EXPECT_EQ(recorder.minutesWritten(), 1);
+    auto days = store.batteryDays(midnight - 2 * 86400, midnight + 86400);
+    ASSERT_EQ(days.size(), 2u);
+    EXPECT_DOUBLE_EQ(days[0].minutesOnBattery, 0.5);
+    EXPECT_DOUBLE_EQ(days[1].minutesOnBattery, 0.5);
+}
+
 TEST(HistoryRecorder, ABaselineSnapshotIsSkipped) {
     TempDir dir;
     HistoryStore store(dir.path() / "h.sqlite", HistoryStore::Access::record);
