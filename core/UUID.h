@@ -23,7 +23,6 @@ struct UUID {
     std::string string() const;
 
     friend bool operator==(const UUID&, const UUID&) = default;
-    friend auto operator<=>(const UUID&, const UUID&) = default;
 };
 
 template <>
