@@ -9,7 +9,8 @@ namespace orv {
 // The locale whose digits, separators and grouping numbers are written in,
 // and whose measurement system decides Celsius or Fahrenheit. On Linux it
 // is the environment's (LC_ALL, then LC_NUMERIC, then LANG; "C" and "POSIX"
-// read as en_US_POSIX, which groups no digits); on macOS the user's locale.
+// read as en_US_POSIX, which groups no digits and, as C's LC_MEASUREMENT,
+// measures in metric); on macOS the user's locale.
 // Formatting is thread-safe.
 class NumberLocale {
 public:

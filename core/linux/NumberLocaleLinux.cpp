@@ -65,6 +65,9 @@ std::string NumberLocale::format(double value, int fractionDigits) const {
 }
 
 bool NumberLocale::usesUSMeasurement() const {
+    // en_US_POSIX stands for the C locale here, whose measurement system
+    // (glibc's LC_MEASUREMENT) is metric, though ICU files it as American.
+    if (identifier_ == "en_US_POSIX") return false;
     UErrorCode status = U_ZERO_ERROR;
     UMeasurementSystem system = ulocdata_getMeasurementSystem(identifier_.c_str(), &status);
     return U_SUCCESS(status) && system == UMS_US;

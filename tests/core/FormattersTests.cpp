@@ -71,7 +71,7 @@ TEST(Formatters, Power) {
 TEST(Formatters, TemperatureInTheLocalesSystem) {
     EXPECT_EQ(Formatters::temperature(21.6, german), "22\u00B0");
     EXPECT_EQ(Formatters::temperature(21.6, us), "71\u00B0");
-    EXPECT_EQ(Formatters::temperature(21.6, posix), "71\u00B0");  // en_US_POSIX is a US locale
+    EXPECT_EQ(Formatters::temperature(21.6, posix), "22\u00B0");  // the C locale measures in metric
     EXPECT_TRUE(us.usesUSMeasurement());
     EXPECT_FALSE(german.usesUSMeasurement());
     EXPECT_FALSE(egypt.usesUSMeasurement());
