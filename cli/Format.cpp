@@ -12,28 +12,20 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/Formatters.h"
+
 namespace orv::cli {
 
-std::string formatBytes(uint64_t bytes) {
-    static const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB"};
-    if (bytes < 1024) return fmt::format("{} B", bytes);
-    double value = double(bytes);
-    size_t unit = 0;
-    // Shown with one decimal: move up while the figure would round to 1024.0.
-    while (unit + 1 < std::size(units) && std::round(value * 10) >= 1024 * 10) {
-        value /= 1024;
-        ++unit;
-    }
-    return fmt::format("{:.1f} {}", value, units[unit]);
+std::string formatBytes(uint64_t bytes, const NumberLocale& locale) {
+    return Formatters::bytes(double(bytes), locale);
 }
 
-std::string formatRate(double bytesPerSecond) {
-    if (!std::isfinite(bytesPerSecond) || bytesPerSecond < 0) bytesPerSecond = 0;
-    return formatBytes(uint64_t(std::llround(bytesPerSecond))) + "/s";
+std::string formatRate(double bytesPerSecond, const NumberLocale& locale) {
+    return Formatters::bytes(bytesPerSecond, locale) + "/s";
 }
 
-std::string formatRate(const std::optional<double>& bytesPerSecond) {
-    return bytesPerSecond ? formatRate(*bytesPerSecond) : std::string("-");
+std::string formatRate(const std::optional<double>& bytesPerSecond, const NumberLocale& locale) {
+    return bytesPerSecond ? formatRate(*bytesPerSecond, locale) : std::string("-");
 }
 
 std::string formatCPUTime(double seconds) {
@@ -47,12 +39,16 @@ std::string formatCPUTime(double seconds) {
     return fmt::format("{:.2f}", s);
 }
 
-std::string formatPercent(double percent) { return fmt::format("{:.1f}", percent); }
+std::string formatPercent(double percent, const NumberLocale& locale) {
+    return Formatters::number(percent, 1, locale);
+}
 
-std::string formatPercentSign(double percent) { return fmt::format("{:.1f} %", percent); }
+std::string formatPercentSign(double percent, const NumberLocale& locale) {
+    return Formatters::number(percent, 1, locale) + " %";
+}
 
-std::string formatFigure(const std::optional<double>& value) {
-    return value ? fmt::format("{:.1f}", *value) : std::string("-");
+std::string formatFigure(const std::optional<double>& value, const NumberLocale& locale) {
+    return value ? Formatters::number(*value, 1, locale) : std::string("-");
 }
 
 std::string formatUptime(Duration uptime) {

@@ -7,26 +7,33 @@
 
 #include "core/Date.h"
 #include "core/Duration.h"
+#include "core/NumberLocale.h"
 
 namespace orv::cli {
 
 // Every figure the command prints goes through one of these, so that a
-// figure reads the same in every view.
+// figure reads the same in every view. Numbers are Core's Formatters in the
+// user's locale (its digits, separators and grouping); the clock-like texts
+// (CPU time, uptime, clock times) stay in plain digits, as ps and uptime
+// write them.
 
-// Binary units, as the byte figures are counted: "512 B", "1.5 KiB",
-// "3.4 MiB". A size that would round to 1024.0 of a unit is shown in the
-// next one ("1.0 MiB", not "1024.0 KiB").
-std::string formatBytes(uint64_t bytes);
-// A byte rate rounded to whole bytes: "1.2 MiB/s"; a negative or undefined
-// rate (no baseline yet) is "0 B/s".
-std::string formatRate(double bytesPerSecond);
+// Steps of 1024 under "B", "kB", "MB"…: "512 B", "1.5 kB", "64 MB". A
+// size that would round to 1024 of a unit is shown in the next one
+// ("1.0 MB", not "1024 kB").
+std::string formatBytes(uint64_t bytes, const NumberLocale& locale = NumberLocale::current());
+// A byte rate: "1.2 MB/s"; a negative or undefined rate (no baseline yet)
+// is "0 B/s".
+std::string formatRate(double bytesPerSecond, const NumberLocale& locale = NumberLocale::current());
 // A rate that may not be measured ("-" then, as formatFigure writes it).
-std::string formatRate(const std::optional<double>& bytesPerSecond);
+std::string formatRate(const std::optional<double>& bytesPerSecond,
+                       const NumberLocale& locale = NumberLocale::current());
 std::string formatCPUTime(double seconds);        // "1:02:03.45" / "2:03.45" / "3.45"
-std::string formatPercent(double percent);        // "12.3", under a "%" column heading
-std::string formatPercentSign(double percent);    // "12.3 %", in running text
+// "12.3", under a "%" column heading.
+std::string formatPercent(double percent, const NumberLocale& locale = NumberLocale::current());
+// "12.3 %", in running text.
+std::string formatPercentSign(double percent, const NumberLocale& locale = NumberLocale::current());
 // A figure that may be unknown (an energy impact not measured): "12.3" or "-".
-std::string formatFigure(const std::optional<double>& value);
+std::string formatFigure(const std::optional<double>& value, const NumberLocale& locale = NumberLocale::current());
 // Hours and minutes, as uptime(1) shows them: "3 d 4:05", "4:05", "0:05".
 // "a:bb" is always hours and minutes, whatever the length.
 std::string formatUptime(Duration uptime);

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "cli/Format.h"
+#include "core/Formatters.h"
 
 namespace orv::cli {
 
@@ -71,7 +72,7 @@ void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
         return;
     }
     bool onAC = stats->source == BatteryStats::PowerSource::ac;
-    fmt::print(out, "Battery  {:.0f} % on {}, {}", stats->percent, onAC ? "AC power" : "battery",
+    fmt::print(out, "Battery  {} % on {}, {}", Formatters::number(stats->percent, 0), onAC ? "AC power" : "battery",
                stats->isCharging ? "charging" : "not charging");
     if (stats->timeRemaining) {
         fmt::print(out, ", {} {}", formatHoursMinutes(*stats->timeRemaining), onAC ? "to full" : "left");
@@ -79,8 +80,8 @@ void printBattery(const std::optional<BatteryStats>& stats, std::ostream& out) {
     fmt::print(out, "\n");
     std::string details;
     if (stats->cycleCount) details += fmt::format("  cycles {}", *stats->cycleCount);
-    if (stats->maxCapacityPercent) details += fmt::format("  health {:.1f} %", *stats->maxCapacityPercent);
-    if (stats->powerDrawWatts) details += fmt::format("  draw {:.1f} W", *stats->powerDrawWatts);
+    if (stats->maxCapacityPercent) details += fmt::format("  health {}", formatPercentSign(*stats->maxCapacityPercent));
+    if (stats->powerDrawWatts) details += fmt::format("  draw {}", Formatters::power(*stats->powerDrawWatts * 1000));
     if (!details.empty()) fmt::print(out, " {}\n", details);
 }
 
@@ -89,7 +90,7 @@ void printGPU(const std::optional<GPUStats>& stats, std::ostream& out) {
         fmt::print(out, "GPU      none\n");
         return;
     }
-    fmt::print(out, "GPU      {} {:.1f} % busy", stats->name, stats->utilizationPercent);
+    fmt::print(out, "GPU      {} {} busy", stats->name, formatPercentSign(stats->utilizationPercent));
     if (stats->memoryInUseBytes) fmt::print(out, ", {} in use", formatBytes(*stats->memoryInUseBytes));
     fmt::print(out, "\n");
 }
@@ -105,14 +106,16 @@ void printSensors(const std::optional<SensorStats>& stats, std::ostream& out) {
     }
     fmt::print(out, "Sensors  {} temperatures, {} fans, {} peripheral batteries\n", stats->temperatures.size(),
                stats->fans.size(), stats->peripherals.size());
-    for (const auto& t : stats->temperatures) fmt::print(out, "  {:<28} {:.1f} °C\n", t.name, t.celsius);
+    for (const auto& t : stats->temperatures) fmt::print(out, "  {:<28} {}\n", t.name, Formatters::temperature(t.celsius));
     for (const auto& f : stats->fans) {
-        fmt::print(out, "  fan {:<24} {:.0f} rpm", f.id, f.rpm);
-        if (f.minRPM && f.maxRPM) fmt::print(out, " ({:.0f} to {:.0f})", *f.minRPM, *f.maxRPM);
+        fmt::print(out, "  fan {:<24} {} rpm", f.id, Formatters::number(f.rpm, 0));
+        if (f.minRPM && f.maxRPM) {
+            fmt::print(out, " ({} to {})", Formatters::number(*f.minRPM, 0), Formatters::number(*f.maxRPM, 0));
+        }
         fmt::print(out, "\n");
     }
     for (const auto& p : stats->peripherals) {
-        fmt::print(out, "  {:<28} {:.0f} %  ({}, {})\n", p.name, p.percent, kindName(p.kind), p.id);
+        fmt::print(out, "  {:<28} {} %  ({}, {})\n", p.name, Formatters::number(p.percent, 0), kindName(p.kind), p.id);
     }
 }
 

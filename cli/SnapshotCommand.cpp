@@ -11,6 +11,7 @@
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/SnapshotView.h"
+#include "cli/StrainTracker.h"
 
 namespace orv::cli {
 
@@ -31,12 +32,14 @@ void run(const SnapshotOptions& options) {
     // printed snapshot then covers one interval. Deadlines are kept on one
     // schedule so that slow passes do not make the cadence drift.
     builder->build();
+    StrainTracker strain;
     auto interval = std::chrono::nanoseconds(options.interval.toNanoseconds());
     auto next = std::chrono::steady_clock::now();
     for (int64_t printed = 0; options.count == 0 || printed < options.count; ++printed) {
         next += interval;
         std::this_thread::sleep_until(next);
         Snapshot snapshot = builder->build();
+        auto reason = strain.observe(snapshot);
         if (options.json) {
             std::string line = snapshotJSONLine(snapshot, options.top);
             line.push_back('\n');  // in place: the line is large at thousands of processes
@@ -44,7 +47,7 @@ void run(const SnapshotOptions& options) {
         } else {
             std::ostringstream text;
             if (printed > 0) text << "\n";
-            printSnapshot(snapshot, options.top.value_or(defaultTextTop), text);
+            printSnapshot(snapshot, options.top.value_or(defaultTextTop), text, reason);
             emit(text.str());
         }
         if (std::chrono::steady_clock::now() > next + interval) next = std::chrono::steady_clock::now();

@@ -11,6 +11,7 @@
 #include "cli/PowerSensorsReport.h"
 #include "cli/SystemView.h"
 #include "core/JsonCoding.h"
+#include "core/StrainDetector.h"
 
 namespace orv::cli {
 
@@ -20,7 +21,7 @@ const char* kindName(AppIdentity::Kind kind) { return boost::describe::enum_to_s
 
 }  // namespace
 
-void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
+void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out, std::optional<StrainReason> strain) {
     const SystemSample& system = snapshot.system;
     fmt::print(out, "Snapshot {} over {:.2f} s, up {}\n", formatUTCDateTime(snapshot.at), snapshot.interval.toSeconds(),
                formatUptime(system.uptime));
@@ -32,6 +33,7 @@ void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out) {
     if (system.battery) printBattery(system.battery, out);
     printThermal(system.thermal, out);
     if (system.sensors) printSensors(system.sensors, out);
+    if (strain) fmt::print(out, "Strain   {}\n", StrainDetector::message(*strain));
 
     size_t apps = std::min(top, snapshot.apps.size());
     fmt::print(out, "\nApps ({} of {})\n", apps, snapshot.apps.size());

@@ -7,6 +7,7 @@
 
 #include "core/Duration.h"
 #include "core/Snapshot.h"
+#include "core/StrainReason.h"
 
 namespace orv::cli {
 
@@ -19,8 +20,10 @@ struct SnapshotOptions {
 };
 
 // The readable summary of one snapshot: the system figures, then the top
-// `top` apps and processes (the snapshot's own order, busiest first).
-void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out);
+// `top` apps and processes (the snapshot's own order, busiest first). A
+// strain reason, when the machine is under strain, is its own line.
+void printSnapshot(const Snapshot& snapshot, size_t top, std::ostream& out,
+                   std::optional<StrainReason> strain = std::nullopt);
 
 // One JSON line: the record as it is, or with apps and processes cut to
 // their first `top` entries.

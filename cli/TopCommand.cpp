@@ -22,6 +22,7 @@
 #include "cli/CommandLogSink.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
+#include "cli/StrainTracker.h"
 #include "cli/TopFrame.h"
 
 namespace orv::cli {
@@ -102,9 +103,9 @@ TopLayout currentLayout(TopSort sort) {
     return layout;
 }
 
-void draw(const Snapshot& snapshot, const TopLayout& layout) {
+void draw(const Snapshot& snapshot, const TopLayout& layout, std::optional<StrainReason> strain) {
     std::string screen = "\x1b[H";  // home; each line clears its own rest
-    auto lines = topFrame(snapshot, layout);
+    auto lines = topFrame(snapshot, layout, strain);
     for (size_t i = 0; i < lines.size(); ++i) {
         screen += lines[i];
         screen += "\x1b[K";
@@ -148,21 +149,24 @@ void run(const TopOptions& options) {
     log.sink().hold(true);
     // The first pass is the baseline; until the second, the frame says so.
     Snapshot snapshot = builder->build();
-    draw(snapshot, currentLayout(sort));
+    StrainTracker strainTracker;
+    auto strain = strainTracker.observe(snapshot);
+    draw(snapshot, currentLayout(sort), strain);
     auto next = std::chrono::steady_clock::now() + interval;
     while (true) {
         int key = waitForKey(next);
         if (key == 'q' || key == 'Q' || key == -1) break;
         if (auto chosen = sortForKey(char(key))) {
             sort = *chosen;
-            draw(snapshot, currentLayout(sort));
+            draw(snapshot, currentLayout(sort), strain);
         } else if (resized.exchange(false)) {
             writeAll("\x1b[2J", 4);
-            draw(snapshot, currentLayout(sort));
+            draw(snapshot, currentLayout(sort), strain);
         }
         if (std::chrono::steady_clock::now() >= next) {
             snapshot = builder->build();
-            draw(snapshot, currentLayout(sort));
+            strain = strainTracker.observe(snapshot);
+            draw(snapshot, currentLayout(sort), strain);
             next += interval;
             if (std::chrono::steady_clock::now() > next) next = std::chrono::steady_clock::now() + interval;
         }

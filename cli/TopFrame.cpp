@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "cli/Format.h"
+#include "core/StrainDetector.h"
 
 namespace orv::cli {
 
@@ -97,7 +98,8 @@ void sortProcesses(std::vector<ProcessSample>& processes, TopSort sort) {
     }
 }
 
-std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout) {
+std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout,
+                                  std::optional<StrainReason> strain) {
     std::vector<std::string> lines;
     const SystemSample& s = snapshot.system;
     bool measuring = snapshot.interval == Duration::zero();
@@ -107,8 +109,9 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
                                 measuring ? std::string("measuring…")
                                           : fmt::format("every {:.1f} s", snapshot.interval.toSeconds()),
                                 sortName(layout.sort)));
-    lines.push_back(fmt::format("CPU  {:5.1f} %  user {:.1f}  system {:.1f}  load {:.2f} {:.2f} {:.2f}  {} cores",
-                                s.cpu.totalPercent, s.cpu.userPercent, s.cpu.systemPercent, s.cpu.loadAverage.one,
+    lines.push_back(fmt::format("CPU  {:>5} %  user {}  system {}  load {:.2f} {:.2f} {:.2f}  {} cores",
+                                formatPercent(s.cpu.totalPercent), formatPercent(s.cpu.userPercent),
+                                formatPercent(s.cpu.systemPercent), s.cpu.loadAverage.one,
                                 s.cpu.loadAverage.five, s.cpu.loadAverage.fifteen, s.cpu.perCorePercent.size()));
     lines.push_back(fmt::format("Mem  {} of {}  swap {}  pressure {}", formatBytes(s.memory.usedBytes),
                                 formatBytes(s.memory.totalBytes), formatBytes(s.memory.swapUsedBytes),
@@ -118,8 +121,9 @@ std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& lay
                                  formatRate(s.network.outBPS));
     lines.push_back(io);
     std::string power = fmt::format("Thermal {}", boost::describe::enum_to_string(s.thermal, "nominal"));
-    if (s.gpu) power += fmt::format("   GPU {:.1f} %", s.gpu->utilizationPercent);
+    if (s.gpu) power += fmt::format("   GPU {}", formatPercentSign(s.gpu->utilizationPercent));
     if (s.battery) power += fmt::format("   Battery {:.0f} %", s.battery->percent);
+    if (strain) power += fmt::format("   Strain: {}", StrainDetector::message(*strain));
     lines.push_back(power);
 
     // What is left after the header, the blank line and the two list

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/Snapshot.h"
+#include "core/StrainReason.h"
 
 namespace orv::cli {
 
@@ -31,7 +32,9 @@ void sortProcesses(std::vector<ProcessSample>& processes, TopSort sort);
 // One screen: a header, the system figures, the busiest apps and the
 // busiest processes. Exactly `height` lines (the lists fill what the
 // header leaves; an empty line pads a short list), none wider than
-// `width` columns. A snapshot without a baseline says it is measuring.
-std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout);
+// `width` columns. A snapshot without a baseline says it is measuring; a
+// strain reason is told after the thermal state.
+std::vector<std::string> topFrame(const Snapshot& snapshot, const TopLayout& layout,
+                                  std::optional<StrainReason> strain = std::nullopt);
 
 }  // namespace orv::cli

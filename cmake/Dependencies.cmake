@@ -16,6 +16,11 @@ target_link_libraries(orvantine::fmt INTERFACE fmt::fmt)
 
 find_package(CLI11 REQUIRED)
 
+# The command's history database.
+find_package(SQLite3 REQUIRED)
+add_library(orvantine::sqlite INTERFACE IMPORTED)
+target_link_libraries(orvantine::sqlite INTERFACE SQLite::SQLite3)
+
 if(APPLE)
   find_library(CORE_FOUNDATION CoreFoundation REQUIRED)
   find_library(IOKIT IOKit REQUIRED)

@@ -7,49 +7,68 @@
 
 #include "cli/Format.h"
 #include "cli/SnapshotView.h"
+#include "core/Formatters.h"
 
 namespace orv::cli {
 namespace {
 
-TEST(Format, BytesInBinaryUnits) {
-    EXPECT_EQ(formatBytes(0), "0 B");
-    EXPECT_EQ(formatBytes(512), "512 B");
-    EXPECT_EQ(formatBytes(1023), "1023 B");
-    EXPECT_EQ(formatBytes(1024), "1.0 KiB");
-    EXPECT_EQ(formatBytes(1536), "1.5 KiB");
-    EXPECT_EQ(formatBytes(uint64_t(64) * 1024 * 1024), "64.0 MiB");
-    EXPECT_EQ(formatBytes(uint64_t(1) << 50), "1.0 PiB");
-    EXPECT_EQ(formatBytes(uint64_t(2048) << 50), "2048.0 PiB");
+// The POSIX locale: digits without grouping. Other locales are the
+// formatters' own tests; here the command's use of them.
+const NumberLocale posix("C");
+
+TEST(Format, BytesInStepsOf1024) {
+    EXPECT_EQ(formatBytes(0, posix), "0 B");
+    EXPECT_EQ(formatBytes(512, posix), "512 B");
+    EXPECT_EQ(formatBytes(1023, posix), "1023 B");
+    EXPECT_EQ(formatBytes(1024, posix), "1.0 kB");
+    EXPECT_EQ(formatBytes(1536, posix), "1.5 kB");
+    EXPECT_EQ(formatBytes(uint64_t(64) * 1024 * 1024, posix), "64 MB");
+    EXPECT_EQ(formatBytes(uint64_t(1) << 50, posix), "1.0 PB");
+    EXPECT_EQ(formatBytes(uint64_t(2048) << 50, posix), "2048 PB");
 }
 
 TEST(Format, BytesThatRoundToAWholeUnitShowTheNextUnit) {
-    EXPECT_EQ(formatBytes(1024 * 1024 - 1), "1.0 MiB");
-    EXPECT_EQ(formatBytes((uint64_t(1) << 30) - 1), "1.0 GiB");
-    EXPECT_EQ(formatBytes(1024 * 1023 + 900), "1023.9 KiB");
+    EXPECT_EQ(formatBytes(1024 * 1024 - 1, posix), "1.0 MB");
+    EXPECT_EQ(formatBytes((uint64_t(1) << 30) - 1, posix), "1.0 GB");
+    EXPECT_EQ(formatBytes(1024 * 1023 + 900, posix), "1.0 MB");  // 1023.9 kB shows as 1024 without a fraction
+    EXPECT_EQ(formatBytes(1024 * 9 + 900, posix), "9.9 kB");
 }
 
 TEST(Format, RatesRoundToWholeBytesFirst) {
-    EXPECT_EQ(formatRate(0), "0 B/s");
-    EXPECT_EQ(formatRate(2.4), "2 B/s");
-    EXPECT_EQ(formatRate(1023.6), "1.0 KiB/s");
-    EXPECT_EQ(formatRate(1.5 * 1024 * 1024), "1.5 MiB/s");
+    EXPECT_EQ(formatRate(0, posix), "0 B/s");
+    EXPECT_EQ(formatRate(2.4, posix), "2 B/s");
+    EXPECT_EQ(formatRate(1023.6, posix), "1.0 kB/s");
+    EXPECT_EQ(formatRate(1.5 * 1024 * 1024, posix), "1.5 MB/s");
 }
 
 TEST(Format, ANegativeOrUndefinedRateIsZero) {
-    EXPECT_EQ(formatRate(-5), "0 B/s");
-    EXPECT_EQ(formatRate(std::nan("")), "0 B/s");
-    EXPECT_EQ(formatRate(std::numeric_limits<double>::infinity()), "0 B/s");
+    EXPECT_EQ(formatRate(-5, posix), "0 B/s");
+    EXPECT_EQ(formatRate(std::nan(""), posix), "0 B/s");
+    EXPECT_EQ(formatRate(std::numeric_limits<double>::infinity(), posix), "0 B/s");
+}
+
+// A byte count reads the same in the command and in Core's formatters.
+TEST(Format, OneFormattingOfAByteCount) {
+    for (uint64_t bytes : {uint64_t(0), uint64_t(1023), uint64_t(1536), uint64_t(5) << 30}) {
+        EXPECT_EQ(formatBytes(bytes, posix), Formatters::bytes(double(bytes), posix));
+    }
+}
+
+TEST(Format, FiguresInTheLocalesDigits) {
+    const NumberLocale german("de_DE");
+    EXPECT_EQ(formatBytes(1536, german), "1,5 kB");
+    EXPECT_EQ(formatPercentSign(12.345, german), "12,3 %");
 }
 
 TEST(Format, PercentWithAndWithoutTheSign) {
-    EXPECT_EQ(formatPercent(12.345), "12.3");
-    EXPECT_EQ(formatPercentSign(12.345), "12.3 %");
+    EXPECT_EQ(formatPercent(12.345, posix), "12.3");
+    EXPECT_EQ(formatPercentSign(12.345, posix), "12.3 %");
 }
 
 TEST(Format, AnUnknownFigureIsADash) {
-    EXPECT_EQ(formatFigure(std::nullopt), "-");
-    EXPECT_EQ(formatFigure(0.0), "0.0");
-    EXPECT_EQ(formatFigure(41.26), "41.3");
+    EXPECT_EQ(formatFigure(std::nullopt, posix), "-");
+    EXPECT_EQ(formatFigure(0.0, posix), "0.0");
+    EXPECT_EQ(formatFigure(41.26, posix), "41.3");
 }
 
 TEST(Format, CPUTime) {

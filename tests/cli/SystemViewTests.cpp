@@ -107,13 +107,13 @@ TEST(SystemView, RealSectionsBeginWithTheFourSystemKeys) {
 TEST(SystemView, PrintsNetworkWithoutPrimaryAsNone) {
     std::ostringstream out;
     printNetwork(NetworkStats{2048, 0, std::nullopt}, out);
-    EXPECT_EQ(out.str(), "Network  in 2.0 KiB/s, out 0 B/s, primary interface none\n");
+    EXPECT_EQ(out.str(), "Network  in 2.0 kB/s, out 0 B/s, primary interface none\n");
 }
 
 TEST(SystemView, PrintsEachVolumeUnderTheDiskLine) {
     std::ostringstream out;
     printDisk(DiskStats{{VolumeStats{"U-1", "root", 1 << 30, 1 << 29}}, 0, 1024}, out);
-    EXPECT_EQ(out.str(), "Disk     read 0 B/s, write 1.0 KiB/s\n  root           512.0 MiB free of 1.0 GiB  (U-1)\n");
+    EXPECT_EQ(out.str(), "Disk     read 0 B/s, write 1.0 kB/s\n  root           512 MB free of 1.0 GB  (U-1)\n");
 }
 
 // The rates go through the one rate formatter: rounded to whole bytes
@@ -121,9 +121,9 @@ TEST(SystemView, PrintsEachVolumeUnderTheDiskLine) {
 TEST(SystemView, DiskAndNetworkRatesRoundLikeEveryOtherRate) {
     std::ostringstream disk, network;
     printDisk(DiskStats{{}, 1023.6, -3}, disk);
-    EXPECT_EQ(disk.str(), "Disk     read 1.0 KiB/s, write 0 B/s\n");
+    EXPECT_EQ(disk.str(), "Disk     read 1.0 kB/s, write 0 B/s\n");
     printNetwork(NetworkStats{1023.6, -1, std::string("eth0")}, network);
-    EXPECT_EQ(network.str(), "Network  in 1.0 KiB/s, out 0 B/s, primary interface eth0\n");
+    EXPECT_EQ(network.str(), "Network  in 1.0 kB/s, out 0 B/s, primary interface eth0\n");
 }
 
 }  // namespace

@@ -185,6 +185,37 @@ typedef struct __CFBundle* CFBundleRef;
 CFBundleRef CFBundleGetMainBundle(void);
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
 
+// ---- Locales, number formatting, time zones and calendars (the formatters
+// and the quiet-hours test)
+typedef const struct __CFLocale* CFLocaleRef;
+typedef struct __CFNumberFormatter* CFNumberFormatterRef;
+typedef const struct __CFTimeZone* CFTimeZoneRef;
+typedef struct __CFCalendar* CFCalendarRef;
+typedef CFIndex CFNumberFormatterStyle;
+enum { kCFNumberFormatterDecimalStyle = 1 };
+typedef CFIndex CFNumberFormatterRoundingMode;
+enum { kCFNumberFormatterRoundHalfUp = 6 };
+CFLocaleRef CFLocaleCopyCurrent(void);
+CFLocaleRef CFLocaleCreate(CFAllocatorRef allocator, CFStringRef localeIdentifier);
+CFTypeRef CFLocaleGetValue(CFLocaleRef locale, CFStringRef key);
+CFStringRef CFLocaleGetIdentifier(CFLocaleRef locale);
+extern const CFStringRef kCFLocaleMeasurementSystem;
+CFNumberFormatterRef CFNumberFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
+                                             CFNumberFormatterStyle style);
+void CFNumberFormatterSetProperty(CFNumberFormatterRef formatter, CFStringRef key, CFTypeRef value);
+CFStringRef CFNumberFormatterCreateStringWithValue(CFAllocatorRef allocator, CFNumberFormatterRef formatter,
+                                                   CFNumberType numberType, const void* valuePtr);
+extern const CFStringRef kCFNumberFormatterMinFractionDigits;
+extern const CFStringRef kCFNumberFormatterMaxFractionDigits;
+extern const CFStringRef kCFNumberFormatterRoundingMode;
+CFTimeZoneRef CFTimeZoneCopyDefault(void);
+CFTimeZoneRef CFTimeZoneCreateWithName(CFAllocatorRef allocator, CFStringRef name, Boolean tryAbbrev);
+CFStringRef CFTimeZoneGetName(CFTimeZoneRef tz);
+extern const CFStringRef kCFGregorianCalendar;
+CFCalendarRef CFCalendarCreateWithIdentifier(CFAllocatorRef allocator, CFStringRef identifier);
+void CFCalendarSetTimeZone(CFCalendarRef calendar, CFTimeZoneRef tz);
+Boolean CFCalendarDecomposeAbsoluteTime(CFCalendarRef calendar, CFAbsoluteTime at, const char* componentDesc, ...);
+
 #ifdef __cplusplus
 }
 #endif
