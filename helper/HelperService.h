@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ListeningPort.h"
 #include "core/ProcessSource.h"
 #include "core/PropertyValue.h"
 #include "core/SamplingExecutor.h"
@@ -20,6 +21,8 @@ public:
     using VersionReply = std::function<void(std::string)>;
     // Readings to JSON bytes, or nothing when they cannot be encoded.
     using Encoder = std::function<std::optional<std::string>(const std::vector<ProcessReading>&)>;
+    // Every listening TCP socket with its owner; may throw SamplingError.
+    using PortsReader = std::function<std::vector<ListeningPort>()>;
 
     // `sampler` must answer inline when called on `executor` (ProcessSampler
     // does); its caches then persist across requests and connections.
@@ -31,6 +34,12 @@ public:
     // thread: the JSON bytes, "[]" when the sampler failed, nothing when
     // encoding failed.
     void sampleWithReply(DataReply reply);
+    // Returns at once; `reply` runs once, later, on the sampling thread:
+    // the JSON of the listening ports, "[]" without a reader or when it
+    // failed.
+    void listeningPortsWithReply(DataReply reply);
+    // Set before the first request is served.
+    void setPortsReader(PortsReader reader) { portsReader_ = std::move(reader); }
     // Replies before returning: "CFBundleVersion", or "0" without one.
     void versionWithReply(const VersionReply& reply) const;
 
@@ -41,6 +50,7 @@ private:
     std::string version_;
     SamplingExecutor& executor_;
     Encoder encoder_;
+    PortsReader portsReader_;
 };
 
 }  // namespace orv

@@ -92,9 +92,11 @@ private:
         }
         auto self = shared_from_this();
         auto io = socket_.get_executor();
-        delegate_->service()->sampleWithReply([self, io](std::optional<std::string> data) {
+        auto answer = [self, io](std::optional<std::string> data) {
             asio::post(io, [self, data = std::move(data)]() mutable { self->reply(std::move(data)); });
-        });
+        };
+        if (*method == HelperProtocol::Method::listeningPorts) delegate_->service()->listeningPortsWithReply(answer);
+        else delegate_->service()->sampleWithReply(answer);
     }
 
     void reply(std::optional<std::string> data) {
