@@ -1,5 +1,6 @@
 #include "Sampling/ContainerEngine.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "Sampling/PlatformTraits.h"
 #include "core/FileDescriptor.h"
 #include "core/TextDecoding.h"
 
@@ -66,15 +68,17 @@ std::optional<std::string> ContainerEngine::stop(std::string_view id, bool force
     const auto& native = socketPath_.native();
     if (native.size() >= sizeof address.sun_path) return "Engine socket path too long: " + native;
     std::memcpy(address.sun_path, native.c_str(), native.size() + 1);
-    FileDescriptor fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    // SOCK_CLOEXEC is Linux's; macOS sets the flag afterwards.
+    FileDescriptor fd(::socket(AF_UNIX, SOCK_STREAM, 0));
     if (!fd.valid()) return std::string("Cannot create a socket: ") + std::strerror(errno);
+    ::fcntl(fd.get(), F_SETFD, FD_CLOEXEC);
     if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         return "Cannot reach the container engine at " + native + ": " + std::strerror(errno);
     }
     const std::string request = "POST /containers/" + std::string(id) + (force ? "/kill?signal=SIGKILL" : "/stop?t=5") +
                                 " HTTP/1.1\r\nHost: localhost\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
     for (size_t sent = 0; sent < request.size();) {
-        const ssize_t n = ::send(fd.get(), request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
+        const ssize_t n = PlatformTraits::sendWithoutSignal(fd.get(), request.data() + sent, request.size() - sent);
         if (n <= 0) return std::string("Cannot send to the container engine: ") + std::strerror(errno);
         sent += size_t(n);
     }

@@ -6,6 +6,7 @@
 #include <libproc.h>
 #include <signal.h>
 #include <sys/event.h>
+#include <sys/proc.h>
 #include <sys/proc_info.h>
 #include <unistd.h>
 
