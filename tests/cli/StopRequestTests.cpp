@@ -2,6 +2,7 @@
 
 #include "cli/DevServersView.h"
 #include "cli/StopRequest.h"
+#include "cli/TerminationView.h"
 
 namespace orv::cli {
 namespace {
@@ -62,6 +63,18 @@ TEST(DevServersView, AProjectShowsItsServersAndHowToStopThem) {
     EXPECT_NE(text.find("up 1:02"), std::string::npos) << text;
     EXPECT_NE(text.find("stop group:4240"), std::string::npos) << text;
     EXPECT_NE(text.find("node /home/u/shop/node_modules/.bin/vite"), std::string::npos) << text;
+}
+
+TEST(TerminationView, OneLineSaysWhatEndedWhatRunsAndWhy) {
+    TerminationReport report;
+    EXPECT_EQ(summarizeTermination(report), "Nothing was stopped");
+    report.result = TerminationResult{{12, 13}, {14}};
+    report.refusals.push_back({14, "Cannot signal pid 14: permission denied"});
+    EXPECT_EQ(summarizeTermination(report),
+              "Terminated: 12, 13; still running: 14; Cannot signal pid 14: permission denied");
+    TerminationReport container;
+    container.containerMessage = "No such container: web";
+    EXPECT_EQ(summarizeTermination(container), "No such container: web");
 }
 
 }  // namespace
