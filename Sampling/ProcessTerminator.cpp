@@ -107,15 +107,34 @@ TerminationReport ProcessTerminator::carryOut(const ConfirmedTermination& termin
             // killpg reaches them too, so they are waited for as well.
             std::set<int32_t> known;
             for (auto* h : verified) known.insert(h->pid());
-            for (const auto& member : port_->groupMembers(group->_0)) {
-                if (known.contains(member.pid) || refusalFor(member)) continue;
+            // killpg reaches every member: a group holding a process that
+            // must not be stopped (this program, its parent, init) is not
+            // signalled at all.
+            std::optional<std::string> groupRefusal;
+            const auto members = port_->groupMembers(group->_0);
+            for (const auto& member : members) {
+                if (auto message = refusalFor(member)) groupRefusal = *message;
+            }
+            for (const auto& instance : confirmed) {
+                if (auto message = refusalFor(instance)) groupRefusal = *message;
+            }
+            if (groupRefusal) {
+                for (auto* h : verified) {
+                    refuse(h->pid(), "Refusing to signal group " + std::to_string(group->_0) + ": " + *groupRefusal);
+                }
+                verified.clear();
+            }
+            for (const auto& member : verified.empty() ? std::vector<ProcessInstance>{} : members) {
+                if (known.contains(member.pid)) continue;
                 std::error_code error;
                 if (auto handle = port_->open(member.pid, error)) {
                     verified.push_back(handle.get());
                     held.push_back(std::move(handle));
                 }
             }
-            if (auto error = port_->signalGroup(group->_0, signal)) {
+            if (verified.empty()) {
+                // Refused above.
+            } else if (auto error = port_->signalGroup(group->_0, signal)) {
                 for (auto* h : verified) {
                     refuse(h->pid(), "Cannot signal group " + std::to_string(group->_0) + ": " + describe(error));
                 }

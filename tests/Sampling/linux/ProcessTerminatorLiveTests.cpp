@@ -185,6 +185,31 @@ TEST(ProcessTerminator, APermissionRefusalIsReportedPerPid) {
     EXPECT_EQ(report.result.survivors, std::vector<int32_t>{600});
 }
 
+// A port whose group 600 holds pid 10, the program itself.
+class GroupWithOurselvesPort : public RefusingPort {
+public:
+    std::vector<ProcessInstance> groupMembers(int32_t g) override {
+        return {ProcessInstance{g, 7, g, false, "x"}, ProcessInstance{10, 7, g, false, "orvantine"}};
+    }
+    std::error_code signalGroup(int32_t, int) override {
+        ++groupSignals;
+        return {};
+    }
+    int groupSignals = 0;
+};
+
+TEST(ProcessTerminator, AGroupHoldingThisProgramIsNeverSignalled) {
+    auto port = std::make_unique<GroupWithOurselvesPort>();
+    auto* fake = port.get();
+    ProcessTerminator t(std::move(port), 10, 9);
+    std::vector<ProcessInstance> confirmedMembers{{600, 7, 600, false, "x"}};
+    auto report = t.carryOut(confirmed(termination::ProcessGroup{600}, TerminationMode::forceQuit), confirmedMembers);
+    EXPECT_EQ(fake->groupSignals, 0);
+    ASSERT_EQ(report.refusals.size(), 1u);
+    EXPECT_EQ(report.refusals[0].message, "Refusing to signal group 600: Refusing to stop pid 10: it is orvantine itself");
+    EXPECT_EQ(report.result.survivors, std::vector<int32_t>{600});
+}
+
 // A container engine the test serves on its own socket: it answers each
 // request with `status` and records the request line.
 class FakeEngine {
