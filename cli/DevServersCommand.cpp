@@ -28,7 +28,7 @@ struct DevServersOptions {
 
 void run(const DevServersOptions& options) {
     SamplingSession session;
-    DevServerScanner scanner(makeDevServerPort(), ProjectLocator("/"), uint32_t(geteuid()), int32_t(getpgrp()));
+    DevServerScanner scanner(session.devServerPort(), ProjectLocator("/"), uint32_t(geteuid()), int32_t(getpgrp()));
     // Two looks an interval apart tell which servers are working now.
     auto projects = scanner.scan(session.readProcesses().readings, Date::now());
     if (options.intervalSeconds > 0) {

@@ -63,7 +63,7 @@ std::vector<TerminationTarget> targetsOf(const StopRequest& request, SamplingSes
             return {app};
         }
         case StopRequest::Kind::project: {
-            DevServerScanner scanner(makeDevServerPort(), ProjectLocator("/"), uint32_t(geteuid()), int32_t(getpgrp()));
+            DevServerScanner scanner(session.devServerPort(), ProjectLocator("/"), uint32_t(geteuid()), int32_t(getpgrp()));
             for (const auto& project : scanner.scan(session.readProcesses().readings, Date::now())) {
                 if (project.id != request.text) continue;
                 std::vector<TerminationTarget> targets;
