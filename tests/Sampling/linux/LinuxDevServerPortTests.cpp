@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "Sampling/linux/LinuxDevServerPort.h"
@@ -121,6 +126,44 @@ TEST_F(LinuxDevServerPortFixture, ADeletedWorkingDirectoryIsUnknown) {
     auto ports = portFor(dump).listeningPorts();
     ASSERT_EQ(ports.size(), 1u);
     EXPECT_EQ(ports[0].workingDirectory, std::nullopt);
+}
+
+// The kernel's own dump: a socket this test listens on is found with its
+// owner (this process), address and directory, in both families.
+TEST(LinuxDevServerPortLive, FindsTheTestsOwnListeningSockets) {
+    const int v4 = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a4{};
+    a4.sin_family = AF_INET;
+    a4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size4 = sizeof a4;
+    ASSERT_EQ(bind(v4, reinterpret_cast<sockaddr*>(&a4), sizeof a4), 0);
+    ASSERT_EQ(listen(v4, 1), 0);
+    getsockname(v4, reinterpret_cast<sockaddr*>(&a4), &size4);
+    const int v6 = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 a6{};
+    a6.sin6_family = AF_INET6;
+    a6.sin6_addr = in6addr_loopback;
+    socklen_t size6 = sizeof a6;
+    const bool haveV6 = v6 >= 0 && bind(v6, reinterpret_cast<sockaddr*>(&a6), sizeof a6) == 0 && listen(v6, 1) == 0;
+    if (haveV6) getsockname(v6, reinterpret_cast<sockaddr*>(&a6), &size6);
+
+    auto port = makeDevServerPort("/");
+    auto ports = port->listeningPorts();
+    const std::string cwd = fs::current_path().string();
+    const ListeningPort want4{getpid(), ntohs(a4.sin_port), ListeningPort::Transport::tcp4, "127.0.0.1", cwd};
+    EXPECT_NE(std::find(ports.begin(), ports.end(), want4), ports.end());
+    if (haveV6) {
+        const ListeningPort want6{getpid(), ntohs(a6.sin6_port), ListeningPort::Transport::tcp6, "::1", cwd};
+        EXPECT_NE(std::find(ports.begin(), ports.end(), want6), ports.end());
+    }
+    auto details = port->details(getpid());
+    ASSERT_TRUE(details);
+    ASSERT_FALSE(details->arguments.empty());
+    EXPECT_NE(details->arguments[0].find("SamplingTests"), std::string::npos);
+    EXPECT_EQ(details->processGroup, getpgrp());
+    EXPECT_EQ(details->goBuildID, std::nullopt);
+    close(v4);
+    if (v6 >= 0) close(v6);
 }
 
 }  // namespace
