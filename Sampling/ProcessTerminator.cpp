@@ -34,17 +34,18 @@ std::vector<ProcessInstance> ProcessTerminator::resolve(const TerminationTarget&
     return out;
 }
 
+std::optional<std::string> ProcessTerminator::refusalReason(const ProcessInstance& instance) const {
+    const std::string named = instance.name.empty() ? "" : " (" + instance.name + ")";
+    if (instance.pid <= 0) return "pid " + std::to_string(instance.pid) + ", which is not a process";
+    if (instance.pid == 1) return "pid 1, the system's init process";
+    if (instance.isKernelThread) return "pid " + std::to_string(instance.pid) + named + ", a kernel thread";
+    if (instance.pid == ownPID_) return "pid " + std::to_string(instance.pid) + ", orvantine itself";
+    if (instance.pid == parentPID_) return "pid " + std::to_string(instance.pid) + named + ", the parent of orvantine";
+    return std::nullopt;
+}
+
 std::optional<std::string> ProcessTerminator::refusalFor(const ProcessInstance& instance) const {
-    if (instance.pid <= 0) return "Refusing to signal pid " + std::to_string(instance.pid) + ": not a process";
-    if (instance.pid == 1) return "Refusing to stop pid 1: it is the system's init process";
-    if (instance.isKernelThread) {
-        return "Refusing to stop pid " + std::to_string(instance.pid) + " (" + instance.name + "): it is a kernel thread";
-    }
-    if (instance.pid == ownPID_) return "Refusing to stop pid " + std::to_string(instance.pid) + ": it is orvantine itself";
-    if (instance.pid == parentPID_) {
-        return "Refusing to stop pid " + std::to_string(instance.pid) + " (" + instance.name +
-               "): it is the parent of orvantine";
-    }
+    if (auto reason = refusalReason(instance)) return "Refusing to stop " + *reason;
     return std::nullopt;
 }
 
@@ -113,14 +114,15 @@ TerminationReport ProcessTerminator::carryOut(const ConfirmedTermination& termin
             std::optional<std::string> groupRefusal;
             const auto members = port_->groupMembers(group->_0);
             for (const auto& member : members) {
-                if (auto message = refusalFor(member)) groupRefusal = *message;
+                if (auto reason = refusalReason(member)) groupRefusal = *reason;
             }
             for (const auto& instance : confirmed) {
-                if (auto message = refusalFor(instance)) groupRefusal = *message;
+                if (auto reason = refusalReason(instance)) groupRefusal = *reason;
             }
             if (groupRefusal) {
                 for (auto* h : verified) {
-                    refuse(h->pid(), "Refusing to signal group " + std::to_string(group->_0) + ": " + *groupRefusal);
+                    refuse(h->pid(), "Refusing to signal group " + std::to_string(group->_0) + ": it holds " +
+                                         *groupRefusal);
                 }
                 verified.clear();
             }

@@ -59,11 +59,16 @@ public:
     std::vector<ProcessInstance> resolve(const TerminationTarget& target);
 
     // The message refusing `instance`, or absent when it may be signalled.
+    // ("Refusing to stop pid 1, the system's init process").
     std::optional<std::string> refusalFor(const ProcessInstance& instance) const;
 
     TerminationReport carryOut(const ConfirmedTermination& termination, std::span<const ProcessInstance> confirmed);
 
 private:
+    // Why `instance` must not be signalled ("pid 1, the system's init
+    // process"), or absent.
+    std::optional<std::string> refusalReason(const ProcessInstance& instance) const;
+
     std::unique_ptr<TerminationPort> port_;
     int32_t ownPID_;
     int32_t parentPID_;
