@@ -16,6 +16,8 @@ using TextDecoding::splitFields;
 enum StatField : size_t {
     kState = 0,        // (3) state
     kParentPID = 1,    // (4) ppid
+    kProcessGroup = 2, // (5) pgrp
+    kSession = 3,      // (6) session
     kFlags = 6,        // (9) flags
     kUserTime = 11,    // (14) utime
     kSystemTime = 12,  // (15) stime
@@ -53,7 +55,8 @@ std::optional<ProcStat> ProcStat::decode(std::string_view text) {
     if (splitFields(text.substr(close + 1), fields) < kStatFieldsRead) return std::nullopt;
     if (fields[kState].size() != 1) return std::nullopt;
     stat.state = fields[kState][0];
-    if (!number(fields[kParentPID], stat.parentPID) || !number(fields[kFlags], stat.flags) ||
+    if (!number(fields[kParentPID], stat.parentPID) || !number(fields[kProcessGroup], stat.processGroup) ||
+        !number(fields[kSession], stat.session) || !number(fields[kFlags], stat.flags) ||
         !number(fields[kUserTime], stat.userTicks) || !number(fields[kSystemTime], stat.systemTicks) ||
         !number(fields[kThreadCount], stat.threadCount) || !number(fields[kStartTime], stat.startTicks)) {
         return std::nullopt;

@@ -14,6 +14,8 @@ struct ProcStat {
     std::string_view command;  // between the first '(' and the last ')'
     char state = 0;
     int32_t parentPID = 0;
+    int32_t processGroup = 0;
+    int32_t session = 0;
     uint32_t flags = 0;        // the kernel's PF_* task flags
     uint64_t userTicks = 0;    // every thread's, exited ones included
     uint64_t systemTicks = 0;

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "Sampling/HelperDevServerPort.h"
 #include "Sampling/HelperNetworkSource.h"
 #include "Sampling/HelperProcessSource.h"
 #include "Sampling/ProcessNetworkSampler.h"
@@ -95,6 +96,11 @@ void SamplingSession::finish() {
     // exit, and that destruction is the cost this avoids.
     static auto* const leftToExit = new std::vector<std::shared_ptr<ProcessSampler>>();
     leftToExit->push_back(local_);
+}
+
+std::unique_ptr<DevServerPort> SamplingSession::devServerPort() {
+    if (!options_.helper) return makeDevServerPort();
+    return std::make_unique<HelperDevServerPort>(makeDevServerPort(), builtTeam());
 }
 
 }  // namespace orv::cli

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "PrivateAPIs/BluetoothBatteries.h"
+#include "Sampling/DevServerPort.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "core/LogSink.h"
 #include "core/ProcessReading.h"
@@ -63,6 +64,11 @@ public:
     const std::vector<BluetoothBatteries::Reading>& peripherals();
     // A snapshot builder over `machineParts()` and `peripherals()`.
     std::unique_ptr<SnapshotBuilder> snapshotBuilder();
+
+    // The listening sockets and their owners: through the privileged
+    // helper (every user's, falling back to the local reading) with
+    // `helper`, else this user's own.
+    std::unique_ptr<DevServerPort> devServerPort();
 
     // The command is done and its process ends next: drops the helper's
     // connection at once, and leaves the local sampler, with the thousands

@@ -19,7 +19,12 @@
 #include <stdexcept>
 #include <string>
 
+#include <fmt/format.h>
+
+#include "Sampling/ProcessTerminator.h"
 #include "cli/CommandLogSink.h"
+#include "cli/Format.h"
+#include "cli/TerminationView.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/StrainTracker.h"
@@ -127,6 +132,45 @@ int waitForKey(std::chrono::steady_clock::time_point deadline) {
     return got == 1 ? static_cast<unsigned char>(key) : 0;
 }
 
+// The line below the frame: a question, or what the last stop achieved.
+void drawStatus(const std::string& text, const TopLayout& layout) {
+    std::string line = "\x1b[" + std::to_string(layout.height) + ";1H\x1b[7m" + fitWidth(text, layout.width) + "\x1b[0m\x1b[K";
+    writeAll(line.data(), line.size());
+}
+
+// The stop keys: `x` stops the first process of the current order, `X` the
+// first app (every process of it), after asking: q quits, f force quits.
+std::string stopFromTop(const Snapshot& snapshot, TopSort sort, bool wholeApp, const TopLayout& layout) {
+    TerminationTarget target;
+    std::string what;
+    if (wholeApp) {
+        auto apps = snapshot.apps;
+        sortApps(apps, sort);
+        if (apps.empty()) return "No app to stop";
+        termination::App app{apps.front().app.id, {}};
+        for (const auto& p : snapshot.processes) {
+            if (p.app == app._0) app.pids.push_back(p.pid);
+        }
+        what = fmt::format("{} ({} processes)", apps.front().app.name, app.pids.size());
+        target = std::move(app);
+    } else {
+        auto processes = snapshot.processes;
+        sortProcesses(processes, sort);
+        if (processes.empty()) return "No process to stop";
+        what = fmt::format("{} (pid {})", processes.front().name, processes.front().pid);
+        target = termination::Process{processes.front().pid};
+    }
+    drawStatus("Stop " + what + "? q quit, f force quit, any other key cancels", layout);
+    int key = 0;
+    while (key == 0) key = waitForKey(std::chrono::steady_clock::now() + std::chrono::hours(1));
+    if (key != 'q' && key != 'f') return "Nothing was stopped";
+    const auto mode = key == 'f' ? TerminationMode::forceQuit : TerminationMode::quit;
+    drawStatus(std::string(key == 'f' ? "Force quitting " : "Quitting ") + what + "…", layout);
+    ProcessTerminator terminator(makeTerminationPort(), int32_t(getpid()), int32_t(getppid()));
+    auto instances = terminator.resolve(target);
+    return summarizeTermination(terminator.carryOut(ConfirmedTermination{target, mode, Date::now()}, instances));
+}
+
 struct TopOptions {
     double intervalSeconds = 1.0;
     std::string sort = "cpu";
@@ -151,22 +195,30 @@ void run(const TopOptions& options) {
     Snapshot snapshot = builder->build();
     StrainTracker strainTracker;
     auto strain = strainTracker.observe(snapshot);
-    draw(snapshot, currentLayout(sort), strain);
+    std::string status;  // what the last stop achieved, kept on the bottom line
+    auto redraw = [&] {
+        draw(snapshot, currentLayout(sort), strain);
+        if (!status.empty()) drawStatus(status, currentLayout(sort));
+    };
+    redraw();
     auto next = std::chrono::steady_clock::now() + interval;
     while (true) {
         int key = waitForKey(next);
         if (key == 'q' || key == 'Q' || key == -1) break;
-        if (auto chosen = sortForKey(char(key))) {
+        if (key == 'x' || key == 'X') {
+            status = stopFromTop(snapshot, sort, key == 'X', currentLayout(sort));
+            redraw();
+        } else if (auto chosen = sortForKey(char(key))) {
             sort = *chosen;
-            draw(snapshot, currentLayout(sort), strain);
+            redraw();
         } else if (resized.exchange(false)) {
             writeAll("\x1b[2J", 4);
-            draw(snapshot, currentLayout(sort), strain);
+            redraw();
         }
         if (std::chrono::steady_clock::now() >= next) {
             snapshot = builder->build();
             strain = strainTracker.observe(snapshot);
-            draw(snapshot, currentLayout(sort), strain);
+            redraw();
             next += interval;
             if (std::chrono::steady_clock::now() > next) next = std::chrono::steady_clock::now() + interval;
         }
@@ -176,7 +228,7 @@ void run(const TopOptions& options) {
 
 CommandRegistration registration(6, [](CLI::App& app) {
     auto options = std::make_shared<TopOptions>();
-    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d n e sort, q quits");
+    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d n e sort, x/X stop the first process/app, q quits");
     command->add_option("--interval", options->intervalSeconds, "Seconds between refreshes")
         ->default_val(1.0)
         ->check(CLI::Range(0.2, 3600.0));

@@ -67,6 +67,20 @@ void HelperService::networkBytesWithReply(DataReply reply) {
     });
 }
 
+void HelperService::listeningPortsWithReply(DataReply reply) {
+    executor_.enqueue([reader = portsReader_, reply = std::move(reply)] {
+        if (!reader) {
+            reply(std::string("[]"));
+            return;
+        }
+        try {
+            reply(json::encode(reader()));
+        } catch (...) {
+            reply(std::string("[]"));
+        }
+    });
+}
+
 void HelperService::versionWithReply(const VersionReply& reply) const { reply(version_); }
 
 }  // namespace orv

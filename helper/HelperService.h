@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Sampling/ProcessNetworkSource.h"
+#include "core/ListeningPort.h"
 #include "core/ProcessSource.h"
 #include "core/PropertyValue.h"
 #include "core/SamplingExecutor.h"
@@ -22,6 +23,8 @@ public:
     using VersionReply = std::function<void(std::string)>;
     // Readings to JSON bytes, or nothing when they cannot be encoded.
     using Encoder = std::function<std::optional<std::string>(const std::vector<ProcessReading>&)>;
+    // Every listening TCP socket with its owner; may throw SamplingError.
+    using PortsReader = std::function<std::vector<ListeningPort>()>;
 
     // `sampler` must answer inline when called on `executor` (ProcessSampler
     // does); its caches then persist across requests and connections.
@@ -42,6 +45,12 @@ public:
     void networkBytesWithReply(DataReply reply);
     // The accounting this platform's helper serves: null on macOS.
     static std::shared_ptr<ProcessNetworkSource> platformNetworkSource();
+    // Returns at once; `reply` runs once, later, on the sampling thread:
+    // the JSON of the listening ports, "[]" without a reader or when it
+    // failed.
+    void listeningPortsWithReply(DataReply reply);
+    // Set before the first request is served.
+    void setPortsReader(PortsReader reader) { portsReader_ = std::move(reader); }
     // Replies before returning: "CFBundleVersion", or "0" without one.
     void versionWithReply(const VersionReply& reply) const;
 
@@ -53,6 +62,7 @@ private:
     SamplingExecutor& executor_;
     Encoder encoder_;
     std::shared_ptr<ProcessNetworkSource> network_;
+    PortsReader portsReader_;
 };
 
 }  // namespace orv

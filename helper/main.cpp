@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Sampling/DevServerPort.h"
 #include "Sampling/HelperIdentity.h"
 #include "Sampling/ProcessSampler.h"
 #include "Sampling/TimerQueue.h"
@@ -50,6 +51,9 @@ int main(int argc, char** argv) {
                                                         orv::SamplingExecutor::shared(),
                                                         orv::HelperService::defaultEncoder(),
                                                         orv::HelperService::platformNetworkSource());
+    // As root it reads every process's descriptors, so every user's ports.
+    std::shared_ptr<orv::DevServerPort> ports = orv::makeDevServerPort();
+    service->setPortsReader([ports] { return ports->listeningPorts(); });
     orv::ListenerDelegate::Lifetime lifetime;
     lifetime.startupLimit = options->startupLimit;
     lifetime.idleLimit = options->idleLimit;

@@ -1,3 +1,4 @@
+#include <sys/socket.h>
 #include <sys/sysctl.h>
 #include <sys/time.h>
 
@@ -19,5 +20,11 @@ Duration uptime() {
 }
 
 bool measuresProcessEnergy() { return true; }
+
+ssize_t sendWithoutSignal(int socket, const void* bytes, size_t size) {
+    int on = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+    return ::send(socket, bytes, size, 0);
+}
 
 }  // namespace orv::PlatformTraits

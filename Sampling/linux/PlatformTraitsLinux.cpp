@@ -1,3 +1,4 @@
+#include <sys/socket.h>
 #include <time.h>
 
 #include "Sampling/PlatformTraits.h"
@@ -11,5 +12,9 @@ Duration uptime() {
 }
 
 bool measuresProcessEnergy() { return false; }
+
+ssize_t sendWithoutSignal(int socket, const void* bytes, size_t size) {
+    return ::send(socket, bytes, size, MSG_NOSIGNAL);
+}
 
 }  // namespace orv::PlatformTraits

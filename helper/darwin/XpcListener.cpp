@@ -68,8 +68,11 @@ private:
     static void handle(ListenerDelegate& delegate, const Logger& log, xpc_connection_t peer, xpc_object_t request) {
         const char* selector = xpc_dictionary_get_string(request, "method");
         auto method = selector ? HelperProtocol::method(selector) : std::nullopt;
-        // The application reads network bytes itself here.
-        if (method == HelperProtocol::Method::networkBytes) method.reset();
+        // Network bytes (the application reads them itself here) and
+        // listening ports are the Linux helper's alone.
+        if (method == HelperProtocol::Method::networkBytes || method == HelperProtocol::Method::listeningPorts) {
+            method.reset();
+        }
         if (!method) {
             log.error(fmt::format("Closing connection from pid {}: unknown method", xpc_connection_get_pid(peer)));
             xpc_connection_cancel(peer);

@@ -92,14 +92,12 @@ private:
         }
         auto self = shared_from_this();
         auto io = socket_.get_executor();
-        auto replyOnSocket = [self, io](std::optional<std::string> data) {
+        auto answer = [self, io](std::optional<std::string> data) {
             asio::post(io, [self, data = std::move(data)]() mutable { self->reply(std::move(data)); });
         };
-        if (*method == HelperProtocol::Method::networkBytes) {
-            delegate_->service()->networkBytesWithReply(std::move(replyOnSocket));
-            return;
-        }
-        delegate_->service()->sampleWithReply(std::move(replyOnSocket));
+        if (*method == HelperProtocol::Method::networkBytes) delegate_->service()->networkBytesWithReply(answer);
+        else if (*method == HelperProtocol::Method::listeningPorts) delegate_->service()->listeningPortsWithReply(answer);
+        else delegate_->service()->sampleWithReply(answer);
     }
 
     void reply(std::optional<std::string> data) {

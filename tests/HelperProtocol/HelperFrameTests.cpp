@@ -114,6 +114,8 @@ TEST(HelperProtocol, SelectorsNameTheMethods) {
     EXPECT_FALSE(HelperProtocol::method("").has_value());
     EXPECT_EQ(HelperProtocol::selector(HelperProtocol::Method::sample), "sampleWithReply:");
     EXPECT_EQ(HelperProtocol::selector(HelperProtocol::Method::version), "versionWithReply:");
+    EXPECT_EQ(HelperProtocol::method("listeningPortsWithReply:"), HelperProtocol::Method::listeningPorts);
+    EXPECT_EQ(HelperProtocol::selector(HelperProtocol::Method::listeningPorts), "listeningPortsWithReply:");
 }
 
 }  // namespace

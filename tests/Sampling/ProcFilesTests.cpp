@@ -7,7 +7,7 @@ namespace {
 
 // proc/<pid>/stat of a process whose command holds a space and a ')'.
 constexpr std::string_view stat =
-    "4711 (a) b) S 1 4711 4711 0 -1 4194560 100 0 0 0 25 7 0 0 20 0 3 0 12345 1000 200 "
+    "4711 (a) b) S 1 4700 4600 0 -1 4194560 100 0 0 0 25 7 0 0 20 0 3 0 12345 1000 200 "
     "18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 17 2 0 0 0 0 0\n";
 
 TEST(ProcStat, CountsFieldsFromTheLastParenthesis) {
@@ -16,6 +16,8 @@ TEST(ProcStat, CountsFieldsFromTheLastParenthesis) {
     EXPECT_EQ(decoded->command, "a) b");
     EXPECT_EQ(decoded->state, 'S');
     EXPECT_EQ(decoded->parentPID, 1);
+    EXPECT_EQ(decoded->processGroup, 4700);
+    EXPECT_EQ(decoded->session, 4600);
     EXPECT_EQ(decoded->flags, 4194560u);
     EXPECT_EQ(decoded->userTicks, 25u);
     EXPECT_EQ(decoded->systemTicks, 7u);

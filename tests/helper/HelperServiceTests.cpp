@@ -182,6 +182,25 @@ TEST_F(HelperServiceTest, RequestsOfSeveralConnectionsAreServedOneAfterAnother) 
     EXPECT_EQ(sampler->calls(), 8);
 }
 
+TEST_F(HelperServiceTest, ListeningPortsReplyWithTheirJsonOnTheSamplingThread) {
+    HelperService service(sampler, std::nullopt, executor);
+    auto portsReply = [&] {
+        std::promise<std::pair<std::optional<std::string>, bool>> promise;
+        service.listeningPortsWithReply(
+            [&](std::optional<std::string> data) { promise.set_value({std::move(data), executor.isCurrent()}); });
+        return promise.get_future().get();
+    };
+    EXPECT_EQ(portsReply().first, std::optional<std::string>("[]"));  // no reader
+    const ListeningPort port{77, 3000, ListeningPort::Transport::tcp4, "127.0.0.1", "/home/u/shop"};
+    service.setPortsReader([&] { return std::vector<ListeningPort>{port}; });
+    auto [data, onExecutor] = portsReply();
+    ASSERT_TRUE(data);
+    EXPECT_TRUE(onExecutor);
+    EXPECT_EQ(json::decode<std::vector<ListeningPort>>(*data), std::vector<ListeningPort>{port});
+    service.setPortsReader([]() -> std::vector<ListeningPort> { throw std::runtime_error("no sock_diag"); });
+    EXPECT_EQ(portsReply().first, std::optional<std::string>("[]"));
+}
+
 TEST_F(HelperServiceTest, VersionIsTheBundleVersion) {
     HelperService service(sampler, info({{"CFBundleVersion", "1"}, {"CFBundleShortVersionString", "0.9.0"}}), executor);
     std::string version;

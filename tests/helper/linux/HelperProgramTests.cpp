@@ -19,6 +19,7 @@
 #include <sstream>
 #include <thread>
 
+#include "Sampling/HelperDevServerPort.h"
 #include "Sampling/HelperProcessSource.h"
 #include "core/JsonCoding.h"
 #include "helper/linux/PeerCredentials.h"
@@ -223,6 +224,52 @@ TEST(HelperProgram, ServesTheApplicationsClientWithRealReadings) {
     source->setEnabled(false);
     EXPECT_EQ(helper.waitForExit(10s), std::optional<int>(0));
     EXPECT_NE(helper.log().find("Orvantine has been gone 10 s; exiting"), std::string::npos);
+}
+
+// A port whose listing says it was the local one that answered.
+class LocalPorts : public DevServerPort {
+public:
+    std::vector<ListeningPort> listeningPorts() override {
+        return {ListeningPort{1, 1, ListeningPort::Transport::tcp4, "local", std::nullopt}};
+    }
+    std::optional<DevProcessDetails> details(int32_t) override { return std::nullopt; }
+};
+
+TEST(HelperProgram, AnswersWithEveryListeningPortAndItsOwner) {
+    // A socket of the test's own, listening on the loopback address.
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener, 1), 0);
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    const uint16_t port = ntohs(address.sin_port);
+
+    test::TempDir dir;
+    HelperProcess helper("OrvantineHelperTestTeam", dir, {"--idle-seconds", "0.5"});
+    ASSERT_TRUE(helper.waitForSocket());
+    HelperDevServerPort ports(std::make_unique<LocalPorts>(), std::string("ORVTEST001"),
+                              makeHelperTransport({helper.socketPath}));
+    auto listed = ports.listeningPorts();
+    EXPECT_TRUE(ports.lastFromHelper());
+    bool found = false;
+    for (const auto& p : listed) {
+        found |= p.pid == ::getpid() && p.port == port && p.address == "127.0.0.1" && p.workingDirectory.has_value();
+    }
+    EXPECT_TRUE(found) << json::encode(listed);
+    ::close(listener);
+}
+
+TEST(HelperProgram, WithoutAHelperTheLocalPortsAnswer) {
+    test::TempDir dir;
+    HelperDevServerPort ports(std::make_unique<LocalPorts>(), std::string("ORVTEST001"),
+                              makeHelperTransport({(dir.path() / "none.sock").string()}));
+    auto listed = ports.listeningPorts();
+    EXPECT_FALSE(ports.lastFromHelper());
+    ASSERT_EQ(listed.size(), 1u);
+    EXPECT_EQ(listed[0].address, "local");
 }
 
 TEST(HelperProgram, ClientWhoseHelperIsKilledMidRequestGetsItsLocalSampleWithinOneSecond) {
