@@ -139,7 +139,8 @@ void drawStatus(const std::string& text, const TopLayout& layout) {
 }
 
 // The stop keys: `x` stops the first process of the current order, `X` the
-// first app (every process of it), after asking: q quits, f force quits.
+// first app (every process of it), after asking: y quits it, f force quits
+// it. Not q: a user leaving top by habit must not stop anything.
 std::string stopFromTop(const Snapshot& snapshot, TopSort sort, bool wholeApp, const TopLayout& layout) {
     TerminationTarget target;
     std::string what;
@@ -160,10 +161,10 @@ std::string stopFromTop(const Snapshot& snapshot, TopSort sort, bool wholeApp, c
         what = fmt::format("{} (pid {})", processes.front().name, processes.front().pid);
         target = termination::Process{processes.front().pid};
     }
-    drawStatus("Stop " + what + "? q quit, f force quit, any other key cancels", layout);
+    drawStatus("Stop " + what + "? y quit, f force quit, any other key cancels", layout);
     int key = 0;
     while (key == 0) key = waitForKey(std::chrono::steady_clock::now() + std::chrono::hours(1));
-    if (key != 'q' && key != 'f') return "Nothing was stopped";
+    if (key != 'y' && key != 'f') return "Nothing was stopped";
     const auto mode = key == 'f' ? TerminationMode::forceQuit : TerminationMode::quit;
     drawStatus(std::string(key == 'f' ? "Force quitting " : "Quitting ") + what + "…", layout);
     ProcessTerminator terminator(makeTerminationPort(), int32_t(getpid()), int32_t(getppid()));
