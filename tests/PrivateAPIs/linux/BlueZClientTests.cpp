@@ -13,51 +13,14 @@
 #include <thread>
 
 #include "PrivateAPIs/linux/BlueZClient.h"
+#include "support/PrivateBus.h"
 #include "support/TempDir.h"
-
-extern char** environ;
 
 namespace orv {
 namespace {
 
+using test::PrivateBus;
 using test::TempDir;
-
-// A private bus: Debian's dbus-daemon with a configuration of our own that
-// listens on a socket inside the test's folder and lets anyone own names.
-class PrivateBus {
-public:
-    explicit PrivateBus(const TempDir& dir) {
-        socket_ = dir.path() / "bus";
-        auto config = dir.write("bus.conf",
-                                "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-                                " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-                                "<busconfig><type>session</type>\n"
-                                "<listen>unix:path=" + socket_.string() + "</listen>\n"
-                                "<auth>EXTERNAL</auth>\n"
-                                "<policy context=\"default\"><allow send_destination=\"*\"/><allow own=\"*\"/>"
-                                "<allow receive_sender=\"*\"/></policy>\n"
-                                "</busconfig>\n");
-        std::string configArgument = "--config-file=" + config.string();
-        char* argv[] = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--nofork"),
-                        const_cast<char*>("--nopidfile"), configArgument.data(), nullptr};
-        if (posix_spawnp(&pid_, "dbus-daemon", nullptr, nullptr, argv, environ) != 0) pid_ = 0;
-        for (int i = 0; i < 500 && pid_ != 0 && !std::filesystem::exists(socket_); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-    }
-    ~PrivateBus() {
-        if (pid_ != 0) {
-            kill(pid_, SIGTERM);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    bool isRunning() const { return pid_ != 0 && std::filesystem::exists(socket_); }
-    std::string address() const { return "unix:path=" + socket_.string(); }
-
-private:
-    pid_t pid_ = 0;
-    std::filesystem::path socket_;
-};
 
 struct FakeDevice {
     const char* path;
