@@ -160,10 +160,23 @@ void HistoryStore::execute(const char* sql) const {
     }
 }
 
-void HistoryStore::write(const HistoryMinute& m) {
-    if (m.empty()) return;
+void HistoryStore::inTransaction(const std::function<void()>& body) {
     execute("BEGIN IMMEDIATE");
     try {
+        body();
+        execute("COMMIT");
+    } catch (...) {
+        // Nothing of a failed write stays; the error goes on to the caller.
+        char* ignored = nullptr;
+        sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, &ignored);
+        sqlite3_free(ignored);
+        throw;
+    }
+}
+
+void HistoryStore::write(const HistoryMinute& m) {
+    if (m.empty()) return;
+    inTransaction([&] {
         Statement series(db_, R"(INSERT INTO series(resolution, metric, bucket, total, count, maximum)
             VALUES(?1, ?2, ?3, ?4, ?5, ?6)
             ON CONFLICT DO UPDATE SET total = total + excluded.total, count = count + excluded.count,
@@ -215,18 +228,11 @@ void HistoryStore::write(const HistoryMinute& m) {
                 day.bind(4, totals.secondsOnBattery / 60).run();
             }
         }
-        execute("COMMIT");
-    } catch (...) {
-        char* ignored = nullptr;
-        sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, &ignored);
-        sqlite3_free(ignored);
-        throw;
-    }
+    });
 }
 
 void HistoryStore::prune(int64_t now) {
-    execute("BEGIN IMMEDIATE");
-    try {
+    inTransaction([&] {
         Statement series(db_, "DELETE FROM series WHERE resolution = ?1 AND bucket < ?2");
         Statement apps(db_, "DELETE FROM appTotals WHERE resolution = ?1 AND bucket < ?2");
         for (int64_t resolution : seriesResolutions) {
@@ -236,13 +242,7 @@ void HistoryStore::prune(int64_t now) {
         Statement days(db_, "DELETE FROM batteryDays WHERE day < ?1");
         days.bind(1, now - retentionSeconds(hour) - 86400).run();
         execute("DELETE FROM apps WHERE key NOT IN (SELECT DISTINCT app FROM appTotals)");
-        execute("COMMIT");
-    } catch (...) {
-        char* ignored = nullptr;
-        sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, &ignored);
-        sqlite3_free(ignored);
-        throw;
-    }
+    });
 }
 
 int64_t HistoryStore::sourceResolution(HistoryRange range) {

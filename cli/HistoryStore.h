@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -90,6 +91,8 @@ public:
 
 private:
     void execute(const char* sql) const;
+    // Runs `body` in one immediate transaction, rolled back if it throws.
+    void inTransaction(const std::function<void()>& body);
     std::filesystem::path path_;
     sqlite3* db_ = nullptr;
     int lockFD_ = -1;
