@@ -111,59 +111,55 @@ void HelperProcessSource::connectionInvalidated(const HelperConnection* which) {
     if (connection_.get() == which) connection_.reset();
 }
 
-void HelperProcessSource::helperReadings(Completion completion) {
+void HelperProcessSource::request(HelperProtocol::Method method, ResumeOnce::Continuation done) {
     auto connection = this->connection();
     if (!connection) {
-        completion(std::nullopt);
+        done(std::nullopt);
         return;
     }
     // Whichever comes first of reply, error and time limit resumes the
-    // sample, back on the executor; the others find it already resumed.
+    // caller, back on the executor; the others find it already resumed.
     auto once = std::make_shared<ResumeOnce>(
-        [self = shared_from_this(), completion](std::optional<std::string> bytes) {
-            self->executor_.enqueue([self, completion, bytes = std::move(bytes)] { completion(self->decode(bytes)); });
+        [self = shared_from_this(), done = std::move(done)](std::optional<std::string> bytes) {
+            self->executor_.enqueue([done, bytes = std::move(bytes)] { done(bytes); });
         });
     timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
     auto log = log_;
     connection->send(
-        HelperProtocol::Method::sample, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
+        method, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
         [once, log](const std::string& description) {
             log.notice("Helper unreachable: " + description);
             once->resume(std::nullopt);
         });
 }
 
+void HelperProcessSource::helperReadings(Completion completion) {
+    request(HelperProtocol::Method::sample,
+            [self = shared_from_this(), completion](std::optional<std::string> bytes) {
+                completion(self->decode(bytes));
+            });
+}
+
 std::future<std::optional<NetworkBytesByPID>> HelperProcessSource::helperNetworkBytes() {
     auto promise = std::make_shared<std::promise<std::optional<NetworkBytesByPID>>>();
     auto future = promise->get_future();
     executor_.run([self = shared_from_this(), promise] {
-        auto connection = self->isEnabled_ ? self->connection() : nullptr;
-        if (!connection) {
+        if (!self->isEnabled_) {
             promise->set_value(std::nullopt);
             return;
         }
-        auto once = std::make_shared<ResumeOnce>([self, promise](std::optional<std::string> bytes) {
-            self->executor_.enqueue([self, promise, bytes = std::move(bytes)] {
-                if (!bytes) {
-                    promise->set_value(std::nullopt);
-                    return;
-                }
-                try {
-                    promise->set_value(json::decode<NetworkBytesByPID>(*bytes));
-                } catch (const json::DecodingError& e) {
-                    self->log_.error(std::string("Helper sent unreadable data: ") + e.what());
-                    promise->set_value(std::nullopt);
-                }
-            });
+        self->request(HelperProtocol::Method::networkBytes, [self, promise](std::optional<std::string> bytes) {
+            if (!bytes) {
+                promise->set_value(std::nullopt);
+                return;
+            }
+            try {
+                promise->set_value(json::decode<NetworkBytesByPID>(*bytes));
+            } catch (const json::DecodingError& e) {
+                self->log_.error(std::string("Helper sent unreadable data: ") + e.what());
+                promise->set_value(std::nullopt);
+            }
         });
-        self->timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
-        auto log = self->log_;
-        connection->send(
-            HelperProtocol::Method::networkBytes, [once](std::optional<std::string> data) { once->resume(std::move(data)); },
-            [once, log](const std::string& description) {
-                log.notice("Helper unreachable: " + description);
-                once->resume(std::nullopt);
-            });
     });
     return future;
 }

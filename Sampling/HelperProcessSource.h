@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Sampling/HelperTransport.h"
+#include "Sampling/ResumeOnce.h"
 #include "Sampling/TimerQueue.h"
 #include "core/Logger.h"
 #include "core/NetworkByteCounts.h"
@@ -69,6 +70,9 @@ private:
     auto onExecutor(F work) { return executor_.run(std::move(work)).get(); }
     void sampleOnExecutor(const PidSet& skip, std::function<void(Answer)> done,
                           std::function<void(std::exception_ptr)> failed);
+    // Sends one request; `done` gets the reply's bytes, or nothing after an
+    // error, the one-second limit or without a connection, on the executor.
+    void request(HelperProtocol::Method method, ResumeOnce::Continuation done);
     void helperReadings(Completion completion);
     std::shared_ptr<HelperConnection> connection();
     std::optional<std::vector<ProcessReading>> decode(const std::optional<std::string>& bytes);
