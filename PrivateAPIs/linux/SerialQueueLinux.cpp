@@ -48,7 +48,12 @@ struct SerialQueue::Impl : std::enable_shared_from_this<SerialQueue::Impl> {
             auto item = std::move(first->second);
             work.erase(first);
             lock.unlock();
-            item();
+            // Work owns its failures; one that escapes must not end the
+            // thread that every later callback needs.
+            try {
+                item();
+            } catch (...) {
+            }
             item = nullptr;  // what it captured goes before the lock is taken
             lock.lock();
         }

@@ -210,9 +210,11 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
         if (selfRan) candidates.push_back(self);
         if (!observed_) {
             // Nobody says which processes ran: every one is a candidate.
-            for (const auto& entry : std::filesystem::directory_iterator(options_.root / "proc",
-                                                                          std::filesystem::directory_options::skip_permission_denied)) {
-                if (auto pid = TextDecoding::parseNumber<int32_t>(entry.path().filename().string())) {
+            // The worker must not throw: an unreadable proc is no candidates.
+            std::error_code error;
+            std::filesystem::directory_iterator entries(options_.root / "proc", error);
+            for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
+                if (auto pid = TextDecoding::parseNumber<int32_t>(entries->path().filename().string())) {
                     candidates.push_back(*pid);
                 }
             }
