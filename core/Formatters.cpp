@@ -1,5 +1,7 @@
 #include "core/Formatters.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <iterator>
 
@@ -58,15 +60,14 @@ std::string Formatters::percent(double value, const NumberLocale& locale) {
 
 std::string Formatters::duration(Duration value) {
     int64_t seconds = value.wholeSeconds() > 0 ? value.wholeSeconds() : 0;
-    auto n = [](int64_t v) { return std::to_string(v); };
-    if (seconds < 60) return n(seconds) + "s";
-    if (seconds < 3600) return n(seconds / 60) + "m";
+    if (seconds < 60) return fmt::format("{}s", seconds);
+    if (seconds < 3600) return fmt::format("{}m", seconds / 60);
     if (seconds < 86400) {
         int64_t minutes = seconds % 3600 / 60;
-        return n(seconds / 3600) + "h" + (minutes ? " " + n(minutes) + "m" : "");
+        return minutes ? fmt::format("{}h {}m", seconds / 3600, minutes) : fmt::format("{}h", seconds / 3600);
     }
     int64_t hours = seconds % 86400 / 3600;
-    return n(seconds / 86400) + "d" + (hours ? " " + n(hours) + "h" : "");
+    return hours ? fmt::format("{}d {}h", seconds / 86400, hours) : fmt::format("{}d", seconds / 86400);
 }
 
 std::string Formatters::power(double milliwatts, const NumberLocale& locale) {
