@@ -132,10 +132,15 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
         auto before = lastSeen_.find(reading.pid);
         const bool ran = before == lastSeen_.end() || before->second.first != reading.startTime ||
                          before->second.second != reading.cpuTime;
-        if (ran) ran_.push_back(reading);
+        if (ran) ran_[reading.pid] = reading.uid;
         seen.emplace(reading.pid, std::make_pair(reading.startTime, reading.cpuTime));
     }
     lastSeen_ = std::move(seen);
+}
+
+size_t SocketDiagStatistics::processesToLookAt() {
+    std::lock_guard lock(mutex_);
+    return ran_.size();
 }
 
 void SocketDiagStatistics::deliver(SourceRef source, bool description, const Values& values) {
@@ -202,10 +207,10 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
         // folder to read, and it seldom holds a TCP socket.
         const int32_t self = int32_t(::getpid());
         bool selfRan = false;
-        for (const auto& reading : ran_) {
-            if (!uids.contains(reading.uid)) continue;
-            if (reading.pid == self) selfRan = true;
-            else candidates.push_back(reading.pid);
+        for (const auto& [pid, uid] : ran_) {
+            if (!uids.contains(uid)) continue;
+            if (pid == self) selfRan = true;
+            else candidates.push_back(pid);
         }
         if (selfRan) candidates.push_back(self);
         if (!observed_) {

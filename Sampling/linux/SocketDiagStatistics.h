@@ -44,6 +44,8 @@ public:
 
     // The pass's readings: which processes ran since the last query.
     void observe(const std::vector<ProcessReading>& readings);
+    // How many processes are waiting to be looked at (for tests).
+    size_t processesToLookAt();
 
     // Whether this process may read every process's fd folder (the
     // capabilities in proc/self/status), and join the destroy groups.
@@ -97,7 +99,10 @@ private:
     std::function<void(SourceRef)> added_;
     std::unordered_map<SourceRef, Blocks> blocks_;
     std::unordered_map<int32_t, std::pair<Date, Duration>> lastSeen_;  // pid → (start, CPU time)
-    std::vector<ProcessReading> ran_;  // processes that ran since the last query
+    // The processes (pid → uid) that ran since the last query: one entry per
+    // process however many passes come between, as in the helper, whose
+    // clients may ask for samples and never for bytes.
+    std::unordered_map<int32_t, uint32_t> ran_;
     bool observed_ = false;
 
     std::unique_ptr<SerialQueue> worker_;

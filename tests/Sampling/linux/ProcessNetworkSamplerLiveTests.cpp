@@ -139,3 +139,25 @@ TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+ProcessReading readingOf(int32_t pid, int64_t cpuSeconds) {
+    ProcessReading reading;
+    reading.pid = pid;
+    reading.cpuTime = Duration::seconds(cpuSeconds);
+    return reading;
+}
+
+TEST(SocketDiagStatistics, PassesWithoutAQueryKeepOneEntryPerProcess) {
+    auto statistics = SocketDiagStatistics::make({});
+    for (int64_t pass = 0; pass < 50; ++pass) {
+        statistics->observe({readingOf(10, pass), readingOf(11, pass), readingOf(12, 0)});
+    }
+    // 12 ran only when first seen; 10 and 11 on every pass: three processes.
+    EXPECT_EQ(statistics->processesToLookAt(), 3u);
+}
+
+}  // namespace
+}  // namespace orv
