@@ -8,6 +8,7 @@
 #include "Sampling/ResumeOnce.h"
 #include "core/CapturingLogSink.h"
 #include "core/JsonCoding.h"
+#include "support/FakeProcessNetwork.h"
 #include "support/FakeProcessSource.h"
 #include "support/TestExecutor.h"
 #include "support/ManualTimerQueue.h"
@@ -385,22 +386,12 @@ TEST_F(HelperProcessSourceTest, NetworkBytesAreAbsentWhenDisabledLateUnreadableO
     EXPECT_FALSE(await(none));
 }
 
-// Local accounting whose answers the test sets.
-class FakeNetwork : public ProcessNetworkSource {
-public:
-    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
-        std::promise<std::optional<NetworkBytesByPID>> p;
-        p.set_value(bytes);
-        return p.get_future();
-    }
-    uint32_t ownerUID() const override { return 1000; }
-    std::optional<NetworkBytesByPID> bytes = NetworkBytesByPID{{1, {5, 5}}};
-};
-
 TEST_F(HelperProcessSourceTest, NetworkBytesFallBackToTheLocalAccountingAndEachSwitchStartsRatesAgain) {
     auto source = makeSource();
     source->setEnabled(true);
-    auto localNetwork = std::make_shared<FakeNetwork>();
+    auto localNetwork = std::make_shared<test::FakeProcessNetwork>();
+    localNetwork->owner = 1000;
+    localNetwork->bytes = NetworkBytesByPID{{1, {5, 5}}};
     HelperNetworkSource network(source, localNetwork);
     const auto first = network.baselineGeneration();
 

@@ -5,6 +5,7 @@
 
 #include "Sampling/SnapshotBuilder.h"
 #include "core/CapturingLogSink.h"
+#include "support/FakeProcessNetwork.h"
 #include "support/FakeProcessSource.h"
 #include "support/TestExecutor.h"
 
@@ -56,22 +57,15 @@ public:
     AppIdentity editor{"org.example.Editor", "Editor", std::nullopt, "org.example.Editor", AppIdentity::Kind::app};
 };
 
-// Per-process network bytes set by the test; absent: no accounting.
-class FakeProcessNetwork final : public ProcessNetworkSource {
-public:
-    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
-        std::promise<std::optional<NetworkBytesByPID>> promise;
-        promise.set_value(bytes);
-        return promise.get_future();
-    }
-    uint32_t ownerUID() const override { return 501; }
-    std::optional<uint32_t> coveredUID() const override { return covered; }
-    void observe(const std::vector<ProcessReading>& readings) override { observed = readings.size(); }
+using test::FakeProcessNetwork;
 
-    std::optional<NetworkBytesByPID> bytes;
-    std::optional<uint32_t> covered;
-    size_t observed = 0;
-};
+// Accounting that sees every user's processes, as the helper's does.
+std::shared_ptr<FakeProcessNetwork> everyUsersNetwork() {
+    auto network = std::make_shared<FakeProcessNetwork>();
+    network->owner = 501;
+    network->covered = std::optional<uint32_t>();
+    return network;
+}
 
 const Date startedLongAgo{700'000'000};
 
@@ -151,12 +145,12 @@ TEST_F(SnapshotBuilderTest, TheSecondSnapshotMeasuresRatesOverTheClocksInterval)
 }
 
 TEST_F(SnapshotBuilderTest, NetworkRatesFillProcessesAndApps) {
-    network = std::make_shared<FakeProcessNetwork>();
+    network = everyUsersNetwork();
     network->bytes = NetworkBytesByPID{{10, {1000, 500}}, {11, {0, 0}}};
     processes->setReadings({process(10, "editor", 0), process(11, "editor-helper", 0), process(12, "idle", 0)});
     auto builder = make();
     auto first = builder->build();
-    EXPECT_EQ(network->observed, 3u);
+    EXPECT_EQ(network->observed.load(), 3u);
     for (const auto& p : first.processes) EXPECT_EQ(p.netInBPS, 0) << p.pid;  // no baseline yet
     advance(2000);
     network->bytes = NetworkBytesByPID{{10, {5000, 2500}}, {11, {2000, 0}}};
@@ -177,7 +171,7 @@ TEST_F(SnapshotBuilderTest, NetworkRatesFillProcessesAndApps) {
 }
 
 TEST_F(SnapshotBuilderTest, WithoutAccountingNetworkRatesStayAbsent) {
-    network = std::make_shared<FakeProcessNetwork>();  // answers absent
+    network = everyUsersNetwork();  // answers absent
     processes->setReadings({process(10, "editor", 0)});
     auto builder = make();
     builder->build();
@@ -188,9 +182,9 @@ TEST_F(SnapshotBuilderTest, WithoutAccountingNetworkRatesStayAbsent) {
 }
 
 TEST_F(SnapshotBuilderTest, OtherUsersProcessesHaveNoNetworkRatesWhenTheAccountingCannotSeeThem) {
-    network = std::make_shared<FakeProcessNetwork>();
+    network = everyUsersNetwork();
     network->bytes = NetworkBytesByPID{};
-    network->covered = 501;
+    network->covered = std::optional<uint32_t>(501);
     auto mine = process(10, "editor", 0);
     mine.uid = 501;
     auto root = process(11, "daemon", 0);

@@ -8,6 +8,7 @@
 
 #include "core/JsonCoding.h"
 #include "helper/HelperService.h"
+#include "support/FakeProcessNetwork.h"
 #include "support/FakeProcessSource.h"
 #include "support/TestExecutor.h"
 
@@ -53,19 +54,7 @@ TEST_F(HelperServiceTest, SampleRepliesWithTheJsonOfTheReadings) {
     EXPECT_EQ(object.at("cpuTime"), boost::json::parse("[0, 2500000000000000000]"));
 }
 
-// Accounting whose answer the test sets; it remembers what it observed.
-class FakeNetwork : public ProcessNetworkSource {
-public:
-    std::future<std::optional<NetworkBytesByPID>> cumulativeBytes() override {
-        std::promise<std::optional<NetworkBytesByPID>> p;
-        p.set_value(bytes);
-        return p.get_future();
-    }
-    uint32_t ownerUID() const override { return 0; }
-    void observe(const std::vector<ProcessReading>& readings) override { observed = readings.size(); }
-    std::optional<NetworkBytesByPID> bytes;
-    std::atomic<size_t> observed = 0;
-};
+using test::FakeProcessNetwork;
 
 std::optional<std::string> networkReply(HelperService& service) {
     std::promise<std::optional<std::string>> promise;
@@ -76,7 +65,7 @@ std::optional<std::string> networkReply(HelperService& service) {
 }
 
 TEST_F(HelperServiceTest, NetworkBytesAreAFlatArrayOfPidAndCounts) {
-    auto network = std::make_shared<FakeNetwork>();
+    auto network = std::make_shared<FakeProcessNetwork>();
     network->bytes = NetworkBytesByPID{{42, {1000, 20}}};
     HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
     EXPECT_EQ(networkReply(service), std::optional<std::string>(R"([42,{"rx":1000,"tx":20}])"));
@@ -85,13 +74,13 @@ TEST_F(HelperServiceTest, NetworkBytesAreAFlatArrayOfPidAndCounts) {
 TEST_F(HelperServiceTest, NetworkBytesWithoutAccountingReplyNothing) {
     HelperService without(sampler, std::nullopt, executor);
     EXPECT_EQ(networkReply(without), std::nullopt);
-    auto unavailable = std::make_shared<FakeNetwork>();
+    auto unavailable = std::make_shared<FakeProcessNetwork>();
     HelperService withUnavailable(sampler, std::nullopt, executor, HelperService::defaultEncoder(), unavailable);
     EXPECT_EQ(networkReply(withUnavailable), std::nullopt);
 }
 
 TEST_F(HelperServiceTest, EachSampleShowsItsReadingsToTheAccounting) {
-    auto network = std::make_shared<FakeNetwork>();
+    auto network = std::make_shared<FakeProcessNetwork>();
     sampler->setReadings({test::readingNamed(1, "a"), test::readingNamed(2, "b")});
     HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
     sampleReply(service);

@@ -29,6 +29,17 @@ FileDescriptor loopbackSocket(uint16_t& port) {
     return fd;
 }
 
+// A TCP socket connected to 127.0.0.1:port; invalid when the connection fails.
+FileDescriptor connectedTo(uint16_t port) {
+    FileDescriptor fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return FileDescriptor(-1);
+    return fd;
+}
+
 uint64_t inodeOf(int fd) {
     struct stat info {};
     EXPECT_EQ(::fstat(fd, &info), 0);
@@ -55,12 +66,8 @@ TEST(SocketDiagSocketLive, AnEstablishedPairCarriesItsByteCountsAndIsLoopback) {
     uint16_t port = 0;
     auto listener = loopbackSocket(port);
     ASSERT_EQ(::listen(listener.get(), 4), 0);
-    FileDescriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    ASSERT_EQ(::connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    auto client = connectedTo(port);
+    ASSERT_TRUE(client);
     FileDescriptor server(::accept(listener.get(), nullptr, nullptr));
     std::vector<char> data(100'000, 'x');
     std::vector<char> sink(200'000);
@@ -97,12 +104,8 @@ TEST(SocketDiagSocketLive, TheKernelLeavesOutLoopbackPeersWhenFiltered) {
     uint16_t port = 0;
     auto listener = loopbackSocket(port);
     ASSERT_EQ(::listen(listener.get(), 4), 0);
-    FileDescriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    ASSERT_EQ(::connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    auto client = connectedTo(port);
+    ASSERT_TRUE(client);
     SocketDiagSocket diag;
     const uint64_t inode = inodeOf(client.get());
     auto has = [&](const std::vector<InetSocket>& sockets) {
