@@ -1,5 +1,6 @@
 #include "Sampling/MeminfoDecoding.h"
 
+#include <algorithm>
 #include <array>
 
 #include "core/TextDecoding.h"
@@ -28,12 +29,15 @@ std::optional<Meminfo> Meminfo::decode(std::string_view text) {
         uint64_t Meminfo::*member;
     };
     static constexpr Field fields[] = {
-        {"AnonPages", &Meminfo::anonPages},     {"Shmem", &Meminfo::shmem},
-        {"Unevictable", &Meminfo::unevictable}, {"SUnreclaim", &Meminfo::sUnreclaim},
-        {"KernelStack", &Meminfo::kernelStack}, {"PageTables", &Meminfo::pageTables},
-        {"Zswap", &Meminfo::zswap},             {"Active(file)", &Meminfo::activeFile},
+        {"MemFree", &Meminfo::memFree},
+        {"AnonPages", &Meminfo::anonPages},       {"Shmem", &Meminfo::shmem},
+        {"Unevictable", &Meminfo::unevictable},   {"Mlocked", &Meminfo::mlocked},
+        {"SReclaimable", &Meminfo::sReclaimable}, {"SUnreclaim", &Meminfo::sUnreclaim},
+        {"KernelStack", &Meminfo::kernelStack},   {"PageTables", &Meminfo::pageTables},
+        {"SecPageTables", &Meminfo::secPageTables},
+        {"Zswap", &Meminfo::zswap},               {"Active(file)", &Meminfo::activeFile},
         {"Inactive(file)", &Meminfo::inactiveFile}, {"SwapTotal", &Meminfo::swapTotal},
-        {"SwapFree", &Meminfo::swapFree},
+        {"SwapFree", &Meminfo::swapFree},         {"Hugepagesize", &Meminfo::hugePageSize},
     };
     for (std::string_view line : Lines(text)) {
         auto pair = TextDecoding::splitKeyValue(line);
@@ -44,6 +48,11 @@ std::optional<Meminfo> Meminfo::decode(std::string_view text) {
             if (!bytes) return std::nullopt;
             info.memTotal = *bytes;
             sawTotal = true;
+        } else if (key == "HugePages_Total") {
+            // A count of pages, without a unit.
+            auto count = TextDecoding::parseLeadingNumber<uint64_t>(value);
+            if (!count) return std::nullopt;
+            info.hugePagesTotal = *count;
         } else if (key == "MemAvailable") {
             auto bytes = kilobytes(value);
             if (!bytes) return std::nullopt;
@@ -62,15 +71,41 @@ std::optional<Meminfo> Meminfo::decode(std::string_view text) {
     return info;
 }
 
-VMPageCounts Meminfo::pageCounts(uint64_t pageSize) const {
+uint64_t Meminfo::itemisedWired() const {
+    const uint64_t unmlocked = unevictable > mlocked ? unevictable - mlocked : 0;
+    const uint64_t hugetlb = hugePageSize != 0 && hugePagesTotal > UINT64_MAX / hugePageSize
+                                 ? UINT64_MAX
+                                 : hugePagesTotal * hugePageSize;
+    return unmlocked + sUnreclaim + kernelStack + pageTables + secPageTables + hugetlb;
+}
+
+VMPageCounts Meminfo::pageCounts(uint64_t pageSize, uint64_t zramBytes) const {
     if (pageSize == 0) return {};
+    const uint64_t anonymous = anonPages + shmem;
+    const uint64_t compressor = zswap + zramBytes;
+    const uint64_t fileBacked = activeFile + inactiveFile + sReclaimable;
+    // What MemTotal leaves once the free and the itemised categories are
+    // taken; the kernel's lines are read at slightly different instants, so
+    // the accounted part can exceed the total by a little.
+    const unsigned __int128 accounted = (unsigned __int128)memFree + anonymous + compressor + fileBacked;
+    const uint64_t remainder = accounted < memTotal ? uint64_t(memTotal - accounted) : 0;
+    const uint64_t wired = std::max(itemisedWired(), remainder);
     return VMPageCounts{
-        .internalPages = (anonPages + shmem) / pageSize,
-        .wiredPages = (unevictable + sUnreclaim + kernelStack + pageTables) / pageSize,
-        .compressorPages = zswap / pageSize,
-        .externalPages = (activeFile + inactiveFile) / pageSize,
+        .internalPages = anonymous / pageSize,
+        .wiredPages = wired / pageSize,
+        .compressorPages = compressor / pageSize,
+        .externalPages = fileBacked / pageSize,
         .purgeablePages = 0,
     };
+}
+
+std::optional<ZramMmStat> ZramMmStat::decode(std::string_view text) {
+    // orig_data_size compr_data_size mem_used_total mem_limit …
+    std::array<std::string_view, 3> fields;
+    if (TextDecoding::splitFields(TextDecoding::trim(text), fields) < fields.size()) return std::nullopt;
+    auto used = TextDecoding::parseNumber<uint64_t>(fields[2]);
+    if (!used) return std::nullopt;
+    return ZramMmStat{*used};
 }
 
 std::optional<MemoryStall> MemoryStall::decode(std::string_view text) {

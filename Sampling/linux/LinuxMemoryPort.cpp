@@ -6,6 +6,7 @@
 #include "Sampling/MemoryPort.h"
 #include "Sampling/MeminfoDecoding.h"
 #include "Sampling/linux/KeptFile.h"
+#include "core/FileReading.h"
 #include "core/Result.h"
 #include "core/SamplingError.h"
 
@@ -19,7 +20,7 @@ namespace {
 class LinuxMemoryPort : public MemoryPort {
 public:
     explicit LinuxMemoryPort(const std::filesystem::path& root)
-        : meminfo_(root / "proc/meminfo"), pressure_(root / "proc/pressure/memory") {}
+        : meminfo_(root / "proc/meminfo"), pressure_(root / "proc/pressure/memory"), block_(root / "sys/block") {}
 
     uint64_t pageSize() override {
         long size = sysconf(_SC_PAGESIZE);
@@ -39,7 +40,7 @@ public:
 
     VMPageCounts readPageCounts() override {
         last_ = readMeminfo().value();
-        return last_.pageCounts(pageSize());
+        return last_.pageCounts(pageSize(), zramBytes());
     }
 
     // From the meminfo the page counts just read.
@@ -70,8 +71,25 @@ private:
         return *info;
     }
 
+    // The memory of every zram device's compressed pool. Devices are listed
+    // on each read (zramctl can add one at any time); one that vanishes or
+    // whose mm_stat does not decode adds nothing.
+    uint64_t zramBytes() {
+        uint64_t total = 0;
+        std::error_code error;
+        for (std::filesystem::directory_iterator it(block_, error), end; !error && it != end; it.increment(error)) {
+            const std::string name = it->path().filename().string();
+            if (!name.starts_with("zram")) continue;
+            auto text = FileReading::readSmallFile(it->path() / "mm_stat");
+            if (!text) continue;
+            if (auto stat = ZramMmStat::decode(*text)) total += stat->memUsedTotal;
+        }
+        return total;
+    }
+
     KeptFile meminfo_;
     KeptFile pressure_;
+    std::filesystem::path block_;
     bool pressureReadable_ = true;
     Meminfo last_;
 };

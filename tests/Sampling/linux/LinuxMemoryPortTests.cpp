@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <fstream>
+#include <limits>
+#include <map>
 #include <optional>
 #include <sstream>
 
@@ -122,6 +124,61 @@ TEST(LinuxMemoryPort, UndecodableMeminfoIsAFileReadErrorOfABadMessage) {
     auto port = makeMemoryPort(root.path());
     EXPECT_EQ(errorOf([&] { port->readPageCounts(); }),
               SamplingError::fileRead((root.path() / "proc/meminfo").string(), EBADMSG));
+}
+
+TEST(LinuxMemoryPort, ZramDevicesAreCompressedMemory) {
+    test::TempDir root;
+    root.write("proc/meminfo", meminfo(500000) + "Zswap: 1024 kB\n");
+    root.write("sys/block/zram0/mm_stat", "8192000 2048000 2097152 0 2097152 0 0 0 0\n");
+    root.write("sys/block/zram1/mm_stat", "0 0 4096 0 4096 0 0 0 0\n");
+    root.write("sys/block/zram2/mm_stat", "garbage\n");
+    root.write("sys/block/sda/mm_stat", "0 0 999999999 0 0 0 0 0 0\n");
+    auto port = makeMemoryPort(root.path());
+    const uint64_t page = port->pageSize();
+    EXPECT_EQ(port->readPageCounts().compressorPages, (1024ull * 1024 + 2097152 + 4096) / page);
+}
+
+// The figures against the kernel's own lines, read just before and just
+// after the sample: the categories add up to MemTotal, and "used" is what
+// htop calls used, each within 1 % of memory.
+TEST(LinuxMemoryPort, LiveFiguresAgreeWithFreeAndHtop) {
+    auto read = [] {
+        std::ifstream file("/proc/meminfo");
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    };
+    auto lines = [](const std::string& text) {
+        std::map<std::string, uint64_t> values;
+        std::istringstream in(text);
+        std::string key;
+        uint64_t value = 0;
+        while (in >> key >> value) {
+            values[key.substr(0, key.size() - 1)] = value * 1024;
+            in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        }
+        return values;
+    };
+    auto before = lines(read());
+    MemorySampler sampler(makeMemoryPort("/"));
+    auto stats = sampler.sampleNow();
+    auto after = lines(read());
+    const double total = double(before["MemTotal"]);
+    const double slack = total * 0.01;
+    EXPECT_EQ(stats.totalBytes, before["MemTotal"]);
+    for (auto& m : {before, after}) {
+        auto v = m;
+        // htop: total − free − buffers − (cached − shmem) − reclaimable slab.
+        const double htopUsed = double(v["MemTotal"]) - double(v["MemFree"]) - double(v["Buffers"]) -
+                                (double(v["Cached"]) - double(v["Shmem"])) - double(v["SReclaimable"]);
+        const double free = double(v["MemFree"]);
+        SCOPED_TRACE(::testing::Message() << "htop used " << htopUsed << ", ours " << stats.usedBytes);
+        EXPECT_NEAR(double(stats.usedBytes), htopUsed, slack);
+        EXPECT_NEAR(double(stats.usedBytes + stats.cachedFilesBytes) + free, total, slack);
+        // free(1)'s buff/cache is our cached files plus Shmem.
+        EXPECT_NEAR(double(stats.cachedFilesBytes) + double(v["Shmem"]),
+                    double(v["Buffers"] + v["Cached"] + v["SReclaimable"]), slack);
+    }
 }
 
 TEST(LinuxMemoryPort, LiveTotalMatchesProcMeminfoToTheByte) {
