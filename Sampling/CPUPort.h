@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "Sampling/CPULoadMath.h"
 #include "core/CPUTicks.h"
 #include "core/CPUTopology.h"
 #include "core/LoadAverage.h"
@@ -21,9 +22,18 @@ public:
     // Throws SamplingError when the kernel refuses.
     virtual std::vector<CPUTicks> readTicks() = 0;
 
-    // Which cores belong to which performance level; asked once, when the
-    // sampler is made. Never fails (its fallbacks log).
+    // Which cores belong to which performance level; asked when the sampler
+    // is made and again when the online cores change. Never fails (its
+    // fallbacks log).
     virtual CPUTopology readTopology() = 0;
+
+    // The kernel's numbers of the cores the last readTicks (or readTopology)
+    // listed, in the same order; absent where the set of cores never
+    // changes while the system runs (macOS).
+    virtual std::optional<std::vector<int64_t>> lastCoreNumbers() const { return std::nullopt; }
+
+    // How the kernel keeps the tick counters.
+    virtual CPULoadMath::CounterWidth counterWidth() const { return CPULoadMath::CounterWidth::wrapping32; }
 
     // The 1-, 5- and 15-minute load averages; absent when unavailable.
     virtual std::optional<LoadAverage> readLoadAverage() = 0;

@@ -14,7 +14,8 @@ namespace orv {
 // Busy shares of every core and cluster since the previous call, with the
 // load averages. Confined to the sampling executor: `sample` queues the
 // work there; code already on the executor may call `sampleNow`. The
-// topology is worked out once, at construction, which never fails.
+// topology is worked out at construction, which never fails, and again
+// whenever a core goes on- or offline.
 class CPUSampler : public CPUSource {
 public:
     explicit CPUSampler(std::unique_ptr<CPUPort> port = makeCPUPort(),
@@ -34,6 +35,9 @@ private:
     SamplingExecutor& executor_;
     CPUTopology topology_;
     std::optional<std::vector<CPUTicks>> previous_;
+    // The kernel's core numbers the topology and the previous ticks are of.
+    std::optional<std::vector<int64_t>> topologyCores_;
+    std::optional<std::vector<int64_t>> previousCores_;
 };
 
 }  // namespace orv

@@ -37,7 +37,7 @@ std::optional<std::vector<ProcStatCore>> ProcStatCore::decodeAll(std::string_vie
         core.ticks.user = values[kUser];
         core.ticks.nice = values[kNice];
         core.ticks.system = values[kSystem] + values[kIrq] + values[kSoftirq];
-        core.ticks.idle = values[kIdle] + values[kIowait];
+        core.ticks.idle = values[kIdle] + values[kIowait] + values[kSteal];
         cores.push_back(core);
     }
     if (cores.empty()) return std::nullopt;

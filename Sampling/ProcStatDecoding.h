@@ -18,8 +18,10 @@ struct ProcStatCore {
     // The `cpuN` lines in file order (the kernel lists only online cores).
     // Columns, per proc(5): user nice system idle iowait irq softirq steal
     // guest guest_nice. user → user, nice → nice, system + irq + softirq →
-    // system, idle + iowait → idle; steal is time the core did not have, and
-    // guest is already inside user, so both are left out. Kernels before
+    // system, idle + iowait + steal → idle: steal is time the hypervisor gave
+    // to another guest, not busy for this machine but part of the interval,
+    // as top and mpstat count it. guest is already inside user and is left
+    // out. Kernels before
     // 2.6 print only the first four. Absent when a cpuN line has fewer than
     // four numbers or no cpuN line exists.
     static std::optional<std::vector<ProcStatCore>> decodeAll(std::string_view text);

@@ -46,6 +46,11 @@ public:
         return coreGroupTopology(facts);
     }
 
+    std::optional<std::vector<int64_t>> lastCoreNumbers() const override { return numbers_; }
+
+    // proc/stat's counters are 64-bit.
+    CPULoadMath::CounterWidth counterWidth() const override { return CPULoadMath::CounterWidth::monotonic64; }
+
     std::optional<LoadAverage> readLoadAverage() override {
         double loads[3];
         if (getloadavg(loads, 3) != 3) return std::nullopt;
@@ -60,6 +65,8 @@ private:
         if (!text) return SamplingError::fileRead(stat_.path().string(), text.error().value());
         auto cores = ProcStatCore::decodeAll(*text);
         if (!cores) return SamplingError::fileRead(stat_.path().string(), EBADMSG);
+        numbers_.resize(cores->size());
+        for (size_t i = 0; i < cores->size(); ++i) numbers_[i] = (*cores)[i].number;
         return std::move(*cores);
     }
 
@@ -71,6 +78,7 @@ private:
 
     std::filesystem::path root_;
     KeptFile stat_;
+    std::vector<int64_t> numbers_;
 };
 
 }  // namespace

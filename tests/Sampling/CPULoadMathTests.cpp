@@ -39,6 +39,23 @@ TEST(CPULoadMath, WrappedCounterGivesTheSmallTrueDelta) {
     EXPECT_DOUBLE_EQ(loads[0].first, 50.0);
 }
 
+TEST(CPULoadMath, SixtyFourBitCounterThatStepsBackAddsNothing) {
+    // Linux's iowait can step back by a tick; as a 32-bit wrap that would
+    // be a 4.29e9-tick interval and the core would read about 0 %.
+    std::optional<std::vector<CPUTicks>> previous = std::vector<CPUTicks>{{100, 0, 1000, 0}};
+    auto loads = CPULoadMath::coreLoads(previous, {CPUTicks{150, 0, 999, 0}}, CPULoadMath::CounterWidth::monotonic64);
+    EXPECT_DOUBLE_EQ(loads[0].first, 100.0);
+    auto wrapped = CPULoadMath::coreLoads(previous, {CPUTicks{150, 0, 999, 0}});
+    EXPECT_LT(wrapped[0].first, 0.01);
+}
+
+TEST(CPULoadMath, SixtyFourBitCountersAboveTwoToThe32AreExact) {
+    std::optional<std::vector<CPUTicks>> previous = std::vector<CPUTicks>{{0x1'0000'0000ull, 0, 0x2'0000'0000ull, 0}};
+    auto loads = CPULoadMath::coreLoads(previous, {CPUTicks{0x1'0000'0000ull + 25, 0, 0x2'0000'0000ull + 75, 0}},
+                                        CPULoadMath::CounterWidth::monotonic64);
+    EXPECT_DOUBLE_EQ(loads[0].first, 25.0);
+}
+
 TEST(CPULoadMath, AllDeltasZeroIsZeroZero) {
     std::optional<std::vector<CPUTicks>> previous = std::vector<CPUTicks>{{5, 5, 5, 5}, {7, 7, 7, 7}};
     auto loads = CPULoadMath::coreLoads(previous, {CPUTicks{5, 5, 5, 5}, CPUTicks{7, 7, 7, 7}});

@@ -19,8 +19,8 @@ TEST(ProcStatCore, FoldsTheColumnsIntoFourCounters) {
         "intr 1 2 3\nctxt 5\n");
     ASSERT_TRUE(cores);
     ASSERT_EQ(cores->size(), 2u);
-    EXPECT_EQ((*cores)[0], (ProcStatCore{0, CPUTicks{1, 3 + 6 + 7, 4 + 5, 2}}));
-    EXPECT_EQ((*cores)[1], (ProcStatCore{1, CPUTicks{100, 60, 1025, 0}}));
+    EXPECT_EQ((*cores)[0], (ProcStatCore{0, CPUTicks{1, 3 + 6 + 7, 4 + 5 + 8, 2}}));
+    EXPECT_EQ((*cores)[1], (ProcStatCore{1, CPUTicks{100, 60, 1000 + 25 + 9, 0}}));
 }
 
 TEST(ProcStatCore, KeepsTheKernelsCoreNumbers) {
