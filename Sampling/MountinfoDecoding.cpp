@@ -13,11 +13,13 @@ namespace {
 bool isOctal(char c) { return c >= '0' && c <= '7'; }
 
 // Types that never hold a user's files on a local disk.
-constexpr std::array<std::string_view, 27> excludedTypes = {
+constexpr std::array<std::string_view, 28> excludedTypes = {
     // pseudo and memory file systems
     "proc", "sysfs", "tmpfs", "devtmpfs", "devpts", "cgroup", "cgroup2", "overlay", "autofs", "mqueue",
     "debugfs", "tracefs", "securityfs", "pstore", "bpf", "configfs", "fusectl", "hugetlbfs", "binfmt_misc",
     "efivarfs", "ramfs", "rpc_pipefs", "nsfs",
+    // read-only images (snaps, live media): never written, always full
+    "squashfs",
     // network file systems that may name a /dev path as their source
     "nfs", "nfs4", "cifs", "smb3",
 };
@@ -27,6 +29,14 @@ bool isExcludedType(std::string_view type) {
     // FUSE file systems are network or virtual ones (sshfs, rclone, gvfs)
     // except fuseblk, which drives a local block device (ntfs-3g, exfat).
     return type.starts_with("fuse.") || type == "fuse";
+}
+
+// "ro" as one of a comma-separated option list.
+bool hasReadOnly(std::string_view options) {
+    while (!options.empty()) {
+        if (TextDecoding::takeUntil(options, ',') == "ro") return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -53,7 +63,7 @@ std::vector<MountinfoEntry> MountinfoEntry::decodeAll(std::string_view text) {
     // [optional fields…] - type source super-options". Paths escape their
     // blanks, so " - " only ever marks the end of the optional fields.
     enum Field : size_t { kMountID, kParentID, kDevice, kRoot, kMountPoint, kOptions, kFieldsBeforeOptional };
-    enum FieldAfterSeparator : size_t { kType, kSource, kFieldsAfterSeparatorRead };
+    enum FieldAfterSeparator : size_t { kType, kSource, kSuperOptions, kFieldsAfterSeparatorRead };
     constexpr std::string_view separator = " - ";
 
     std::vector<MountinfoEntry> entries;
@@ -63,7 +73,7 @@ std::vector<MountinfoEntry> MountinfoEntry::decodeAll(std::string_view text) {
         std::array<std::string_view, kFieldsBeforeOptional> fields;
         std::array<std::string_view, kFieldsAfterSeparatorRead> after;
         if (TextDecoding::splitFields(line.substr(0, at), fields) < kFieldsBeforeOptional ||
-            TextDecoding::splitFields(line.substr(at + separator.size()), after) < kFieldsAfterSeparatorRead) {
+            TextDecoding::splitFields(line.substr(at + separator.size()), after) < kSuperOptions) {
             continue;
         }
         std::string_view minorText = fields[kDevice];
@@ -78,6 +88,7 @@ std::vector<MountinfoEntry> MountinfoEntry::decodeAll(std::string_view text) {
         entry.mountPoint = MountinfoDecoding::unescapeOctal(fields[kMountPoint]);
         entry.fileSystemType = MountinfoDecoding::unescapeOctal(after[kType]);
         entry.source = MountinfoDecoding::unescapeOctal(after[kSource]);
+        entry.readOnly = hasReadOnly(fields[kOptions]) || hasReadOnly(after[kSuperOptions]);
         entries.push_back(std::move(entry));
     }
     return entries;
@@ -88,6 +99,7 @@ std::vector<MountinfoEntry> MountinfoDecoding::localVolumes(const std::vector<Mo
     std::map<uint64_t, size_t> byDevice;  // device → position in `volumes`
     for (const auto& entry : entries) {
         if (!entry.source.starts_with("/dev/") || isExcludedType(entry.fileSystemType)) continue;
+        if (entry.readOnly && entry.source.starts_with("/dev/loop")) continue;
         const uint64_t device = (uint64_t(entry.major) << 32) | entry.minor;
         auto [found, inserted] = byDevice.emplace(device, volumes.size());
         if (inserted) {

@@ -16,6 +16,7 @@ struct MountinfoEntry {
     std::string mountPoint;
     std::string fileSystemType;
     std::string source;
+    bool readOnly = false;   // "ro" among the mount's or the superblock's options
 
     // The lines in file order; a malformed line is skipped.
     static std::vector<MountinfoEntry> decodeAll(std::string_view text);
@@ -34,8 +35,11 @@ struct MountinfoDecoding {
 
     // The mounts that are local volumes, in file order: a file system on a
     // block device (a source under /dev/), not a pseudo, network or FUSE
-    // network type, and each device once (its mount of the whole file
-    // system preferred to bind mounts of a directory in it).
+    // network type, not a read-only image (squashfs, as snaps mount one per
+    // revision, or anything read-only on a loop device), and each device
+    // once (its mount of the whole file system preferred to bind mounts of a
+    // directory in it). The same volumes `df -x squashfs -x tmpfs -x
+    // devtmpfs` lists from block devices.
     static std::vector<MountinfoEntry> localVolumes(const std::vector<MountinfoEntry>& entries);
 };
 

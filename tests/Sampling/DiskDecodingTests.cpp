@@ -71,6 +71,25 @@ TEST(MountinfoDecoding, LocalVolumesLeaveOutPseudoNetworkAndFuseNetworkTypes) {
     EXPECT_EQ(volumes[1].mountPoint, "/mnt/win");
 }
 
+TEST(MountinfoDecoding, ReadOnlyImagesAreNotVolumes) {
+    auto entries = MountinfoEntry::decodeAll(
+        "27 1 254:0 / / rw - ext4 /dev/vda rw\n"
+        "60 27 7:1 / /snap/core22/1380 ro,nodev,relatime shared:30 - squashfs /dev/loop1 ro,errors=continue\n"
+        "61 27 7:2 / /snap/firefox/4173 ro,nodev,relatime shared:31 - squashfs /dev/loop2 ro\n"
+        "62 27 7:3 / /mnt/image rw,relatime - ext4 /dev/loop3 ro\n"
+        "63 27 7:4 / /mnt/scratch rw,relatime - ext4 /dev/loop4 rw\n"
+        "64 27 8:17 / /mnt/archive ro,relatime - ext4 /dev/sdb1 ro\n"
+        "65 27 11:0 / /media/cdrom ro,relatime - iso9660 /dev/sr0 ro\n");
+    auto volumes = MountinfoDecoding::localVolumes(entries);
+    std::vector<std::string> paths;
+    for (const auto& volume : volumes) paths.push_back(volume.mountPoint);
+    // A read-write image and read-only real disks stay.
+    EXPECT_EQ(paths, (std::vector<std::string>{"/", "/mnt/scratch", "/mnt/archive", "/media/cdrom"}));
+    EXPECT_TRUE(entries[2].readOnly);
+    EXPECT_TRUE(entries[3].readOnly);  // read-only by the superblock's options
+    EXPECT_FALSE(entries[4].readOnly);
+}
+
 TEST(MountinfoDecoding, BindMountsOfOneDeviceCountOnce) {
     auto entries = MountinfoEntry::decodeAll(
         "50 27 8:3 /srv/data /var/data rw - ext4 /dev/sda3 rw\n"

@@ -1,5 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
+#include <algorithm>
+
+#include <utility>
+
+#include <sstream>
+
+#include <map>
+
 #include <cerrno>
 #include <fstream>
 #include <thread>
@@ -136,6 +146,39 @@ TEST(LinuxDiskPort, UnmountedPathHasNoValues) {
     auto port = makeDiskPort(root.path());
     EXPECT_FALSE(port->resourceValues("/no/such/mount"));
     EXPECT_FALSE(port->freeBytes("/no/such/mount"));
+}
+
+// df's own rule: `df -x squashfs -x tmpfs -x devtmpfs` lists one line per
+// mounted file system; those on block devices are the volumes, with the
+// same size to the kilobyte.
+TEST(LinuxDiskPort, LiveVolumesAreDfsBlockDeviceFileSystems) {
+    FILE* pipe = popen("df -P -k -x squashfs -x tmpfs -x devtmpfs 2>/dev/null", "r");
+    ASSERT_NE(pipe, nullptr);
+    std::map<std::string, uint64_t> df;  // mount point → 1K-blocks
+    char line[4096];
+    bool header = true;
+    while (fgets(line, sizeof line, pipe)) {
+        if (std::exchange(header, false)) continue;
+        std::istringstream fields(line);
+        std::string source, used, available, percent, mountPoint;
+        uint64_t blocks = 0;
+        fields >> source >> blocks >> used >> available >> percent;
+        std::getline(fields >> std::ws, mountPoint);
+        if (!source.starts_with("/dev/")) continue;
+        if (source.starts_with("/dev/loop")) continue;  // df cannot tell read-only images; checked below
+        df[mountPoint] = blocks;
+    }
+    if (pclose(pipe) == -1 || df.empty()) GTEST_SKIP() << "df lists no block-device file system here";
+    auto port = makeDiskPort("/");
+    auto paths = port->listVolumes();
+    ASSERT_TRUE(paths);
+    for (const auto& [mountPoint, blocks] : df) {
+        SCOPED_TRACE(mountPoint);
+        ASSERT_NE(std::find(paths->begin(), paths->end(), mountPoint), paths->end());
+        auto values = port->resourceValues(mountPoint);
+        ASSERT_TRUE(values && values->totalCapacity);
+        EXPECT_EQ(uint64_t(*values->totalCapacity) / 1024, blocks);
+    }
 }
 
 TEST(LinuxDiskPort, LiveRootVolumeComesFirst) {
