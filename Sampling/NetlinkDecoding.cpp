@@ -143,13 +143,23 @@ Result<NetlinkDecoding::Step> NetlinkDecoding::routes(std::span<const uint8_t> d
         route.destinationLength = payload[1];
         route.table = payload[4];
         route.type = payload[7];
+        std::span<const uint8_t> multipath;
         bool whole = forEachAttribute(payload.subspan(routeHeaderSize), [&](uint16_t kind, std::span<const uint8_t> value) {
             if (value.size() < 4) return;
             if (kind == routeTableAttribute) route.table = loadNative<uint32_t>(value, 0).value_or(route.table);
             else if (kind == routeOutputAttribute) route.outputInterface = loadNative<int32_t>(value, 0);
             else if (kind == routePriorityAttribute) route.priority = loadNative<uint32_t>(value, 0).value_or(0);
+            else if (kind == routeMultipathAttribute) multipath = value;
         });
         if (!whole) return false;
+        // struct rtnexthop: 16-bit length, flags, hops, then the 32-bit
+        // interface index; the route goes out of the first one the kernel lists.
+        if (!route.outputInterface && multipath.size() >= nexthopHeaderSize) {
+            const auto length = loadNative<uint16_t>(multipath, 0);
+            if (length && *length >= nexthopHeaderSize) {
+                route.outputInterface = loadNative<int32_t>(multipath, nexthopInterfaceOffset);
+            }
+        }
         out.push_back(route);
         return true;
     });

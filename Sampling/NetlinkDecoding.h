@@ -70,6 +70,10 @@ struct NetlinkDecoding {
     static constexpr uint16_t routeTableAttribute = 15;  // RTA_TABLE
     static constexpr uint16_t routeOutputAttribute = 4;  // RTA_OIF
     static constexpr uint16_t routePriorityAttribute = 6;  // RTA_PRIORITY
+    static constexpr uint16_t routeDestinationAttribute = 1;  // RTA_DST
+    static constexpr uint16_t routeMultipathAttribute = 9;    // RTA_MULTIPATH: struct rtnexthop, each with attributes
+    static constexpr size_t nexthopHeaderSize = 8;            // struct rtnexthop
+    static constexpr size_t nexthopInterfaceOffset = 4;       // rtnh_ifindex
     static constexpr uint32_t mainTable = 254;            // RT_TABLE_MAIN
     static constexpr uint8_t unicastRoute = 1;            // RTN_UNICAST
 
@@ -128,6 +132,7 @@ struct NetlinkDecoding {
     static Result<Step> stats(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkStats>& out);
 
     // Appends the routes of `datagram`'s messages with sequence `sequence`.
+    // A multipath route without RTA_OIF takes its first nexthop's interface.
     static Result<Step> routes(std::span<const uint8_t> datagram, uint32_t sequence, std::vector<NetlinkRoute>& out);
 
     // The output interface of the main table's default unicast route of

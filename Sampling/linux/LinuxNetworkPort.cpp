@@ -35,6 +35,9 @@ static_assert(offsetof(if_stats_msg, ifindex) == NetlinkDecoding::statsIndexOffs
 static_assert(IFLA_STATS_LINK_64 == NetlinkDecoding::statsLink64Attribute);
 static_assert(RTA_TABLE == NetlinkDecoding::routeTableAttribute && RTA_OIF == NetlinkDecoding::routeOutputAttribute);
 static_assert(RTA_PRIORITY == NetlinkDecoding::routePriorityAttribute);
+static_assert(RTA_DST == NetlinkDecoding::routeDestinationAttribute && RTA_MULTIPATH == NetlinkDecoding::routeMultipathAttribute);
+static_assert(sizeof(rtnexthop) == NetlinkDecoding::nexthopHeaderSize &&
+              offsetof(rtnexthop, rtnh_ifindex) == NetlinkDecoding::nexthopInterfaceOffset);
 static_assert(AF_INET == NetlinkDecoding::inetFamily && AF_INET6 == NetlinkDecoding::inet6Family);
 static_assert(RT_TABLE_MAIN == NetlinkDecoding::mainTable && RTN_UNICAST == NetlinkDecoding::unicastRoute);
 
@@ -91,8 +94,13 @@ private:
 // kernel announced a link or route change (on a socket that listens to
 // those groups) or a counter names an unknown interface; in between, an
 // RTM_GETSTATS dump of just the 64-bit link counters (about 4 µs) serves.
-// The primary interface comes from an RTM_GETROUTE dump under the same
-// rule. An interface counts when it is a physical device, which sysfs
+// The primary interface is the kernel's own answer to "which way to the
+// internet": RTM_GETROUTE for one fixed public address per family, as
+// `ip route get` asks, so policy routing (a full-tunnel WireGuard or
+// Tailscale route in a table of its own) and multipath routes name the
+// interface traffic really takes. Where the kernel will not answer that, the
+// main table's default route from an RTM_GETROUTE dump serves. Both are
+// asked again only after an announced link, route or rule change. An interface counts when it is a physical device, which sysfs
 // shows as a `device` link below sys/class/net/<name>.
 //
 // Every step below the port's two reads answers with a Result; only
@@ -120,13 +128,17 @@ public:
 
     std::optional<std::string> primaryInterface() override {
         if (!primaryKnown_) {
-            routes_.clear();
-            auto dumped = dump(RTM_GETROUTE, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-                return NetlinkDecoding::routes(datagram, sequence, routes_);
-            });
-            // No route dump, no primary interface; it is asked again next time.
-            if (!dumped) return std::nullopt;
-            primaryIndex_ = NetlinkDecoding::primaryInterface(routes_);
+            primaryIndex_ = routeTo(AF_INET);
+            if (!primaryIndex_) primaryIndex_ = routeTo(AF_INET6);
+            if (!primaryIndex_) {
+                routes_.clear();
+                auto dumped = dump(RTM_GETROUTE, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
+                    return NetlinkDecoding::routes(datagram, sequence, routes_);
+                });
+                // No route dump, no primary interface; it is asked again next time.
+                if (!dumped) return std::nullopt;
+                primaryIndex_ = NetlinkDecoding::primaryInterface(routes_);
+            }
             primaryKnown_ = true;
         }
         auto index = primaryIndex_;
@@ -138,6 +150,56 @@ public:
     }
 
 private:
+    // The output interface of the route the kernel picks for a public
+    // address of `family` (1.1.1.1, 2606:4700:4700::1111; nothing is sent
+    // there, the kernel only looks the route up); absent when the kernel
+    // has no route there (it answers ENETUNREACH) or the answer is not a
+    // unicast route out of an interface.
+    std::optional<int32_t> routeTo(uint8_t family) {
+        auto socket = socket_.get();
+        if (!socket) return std::nullopt;
+        const uint32_t sequence = ++sequence_;
+        alignas(nlmsghdr) uint8_t request[NLMSG_SPACE(sizeof(rtmsg) + RTA_SPACE(16))] = {};
+        nlmsghdr* header = mnl_nlmsg_put_header(request);
+        header->nlmsg_type = RTM_GETROUTE;
+        header->nlmsg_flags = NLM_F_REQUEST;
+        header->nlmsg_seq = sequence;
+        auto* message = static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(header, sizeof(rtmsg)));
+        message->rtm_family = family;
+        if (family == AF_INET) {
+            static constexpr uint8_t address[4] = {1, 1, 1, 1};
+            message->rtm_dst_len = 32;
+            mnl_attr_put(header, RTA_DST, sizeof address, address);
+        } else {
+            static constexpr uint8_t address[16] = {0x26, 0x06, 0x47, 0x00, 0x47, 0x00, 0, 0, 0, 0, 0, 0, 0, 0, 0x11, 0x11};
+            message->rtm_dst_len = 128;
+            mnl_attr_put(header, RTA_DST, sizeof address, address);
+        }
+        if (mnl_socket_sendto(*socket, header, header->nlmsg_len) < 0) {
+            socket_.reset();
+            return std::nullopt;
+        }
+        routes_.clear();
+        for (;;) {
+            ssize_t got = mnl_socket_recvfrom(*socket, receive_.data(), receive_.size());
+            if (got < 0) {
+                socket_.reset();
+                return std::nullopt;
+            }
+            auto step = NetlinkDecoding::routes(std::span<const uint8_t>(receive_.data(), size_t(got)), sequence, routes_);
+            // The answer is one RTM_NEWROUTE, or an NLMSG_ERROR.
+            if (!step) {
+                if (step.error() == NetlinkDecoding::malformed()) socket_.reset();
+                return std::nullopt;
+            }
+            if (!routes_.empty() || *step == NetlinkDecoding::Step::done) break;
+        }
+        for (const auto& route : routes_) {
+            if (route.type == NetlinkDecoding::unicastRoute && route.outputInterface) return route.outputInterface;
+        }
+        return std::nullopt;
+    }
+
     bool isPhysical(const std::string& name) const {
         struct stat info;
         return ::stat((classNet_ / name / "device").c_str(), &info) == 0;
@@ -147,7 +209,7 @@ private:
     // link or route changed (or announcements were lost: ENOBUFS), which
     // makes the names and the primary interface stale.
     bool drainAnnouncements() {
-        auto listener = watcher_.get(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
+        auto listener = watcher_.get(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE | RTMGRP_IPV4_RULE);
         if (!listener) return stale();  // no announcements: everything is dumped every time
         bool changed = false;
         for (;;) {

@@ -212,6 +212,46 @@ TEST(NetlinkDecoding, LowestPriorityDefaultRouteWins) {
     EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 2);
 }
 
+// A default route over two nexthops, as `ip route add default nexthop dev
+// wg0 nexthop via … dev eth0` makes it: no RTA_OIF, an RTA_MULTIPATH of
+// struct rtnexthop entries instead.
+TEST(NetlinkDecoding, MultipathDefaultRouteGoesOutOfItsFirstNexthop) {
+    std::vector<uint8_t> payload(12, 0);
+    payload[0] = 2;
+    payload[4] = 254;
+    payload[7] = 1;
+    std::vector<uint8_t> nexthops;
+    for (int32_t index : {7, 3}) {
+        uint8_t hop[16] = {};
+        const uint16_t length = 16;
+        std::memcpy(hop, &length, 2);
+        std::memcpy(hop + 4, &index, 4);
+        const uint32_t gateway = 0x0101a8c0;
+        const uint16_t gatewayAttribute[2] = {8, 5};  // RTA_GATEWAY
+        std::memcpy(hop + 8, gatewayAttribute, 4);
+        std::memcpy(hop + 12, &gateway, 4);
+        nexthops.insert(nexthops.end(), hop, hop + 16);
+    }
+    auto multipath = attribute(9, nexthops.data(), nexthops.size());
+    payload.insert(payload.end(), multipath.begin(), multipath.end());
+    std::vector<NetlinkRoute> routes;
+    EXPECT_TRUE(NetlinkDecoding::routes(message(24, 1, payload), 1, routes));
+    ASSERT_EQ(routes.size(), 1u);
+    EXPECT_EQ(routes[0].outputInterface, 7);
+    EXPECT_EQ(NetlinkDecoding::primaryInterface(routes), 7);
+
+    // A nexthop cut short names nothing.
+    std::vector<uint8_t> cut(12, 0);
+    cut[0] = 2;
+    cut[4] = 254;
+    cut[7] = 1;
+    auto shortHop = attribute(9, nexthops.data(), 4);
+    cut.insert(cut.end(), shortHop.begin(), shortHop.end());
+    routes.clear();
+    EXPECT_TRUE(NetlinkDecoding::routes(message(24, 1, cut), 1, routes));
+    EXPECT_FALSE(NetlinkDecoding::primaryInterface(routes));
+}
+
 TEST(NetlinkDecoding, NoDefaultRouteIsAbsent) {
     std::vector<NetlinkRoute> routes;
     EXPECT_TRUE(NetlinkDecoding::routes(message(24, 1, route(2, 8, 1, 0)), 1, routes));

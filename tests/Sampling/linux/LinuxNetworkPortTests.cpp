@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <net/if.h>
+#include <sched.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
+#include <thread>
 #include <sstream>
 
 #include "Sampling/NetworkPort.h"
 #include "Sampling/NetworkSampler.h"
+#include "support/NetworkNamespace.h"
 #include "support/TempDir.h"
 
 namespace orv {
@@ -78,6 +84,66 @@ TEST(LinuxNetworkPort, LiveDefaultRouteInterfaceIsPrimary) {
     if (!expected) GTEST_SKIP() << "this machine has no IPv4 default route";
     NetworkSampler sampler(makeNetworkPort("/"));
     EXPECT_EQ(sampler.sampleNow().primaryInterface, expected);
+}
+
+// The port's answer from inside a namespace: netlink sockets and interface
+// names belong to the namespace of the thread that opens them.
+std::optional<std::string> primaryInside(const std::string& ns) {
+    std::optional<std::string> answer;
+    std::string failure;
+    std::thread inside([&] {
+        const int fd = ::open(("/run/netns/" + ns).c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0 || ::setns(fd, CLONE_NEWNET) != 0) {
+            failure = "cannot enter the namespace";
+            if (fd >= 0) ::close(fd);
+            return;
+        }
+        ::close(fd);
+        test::TempDir root;
+        answer = makeNetworkPort(root.path())->primaryInterface();
+    });
+    inside.join();
+    EXPECT_EQ(failure, "");
+    return answer;
+}
+
+bool ipIn(const std::string& ns, const std::string& command) {
+    return std::system(("ip -n " + ns + " " + command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+// A full-tunnel VPN as wg-quick sets it up (a veth pair inside the
+// namespace stands in for the tunnel device, as this kernel may lack dummy): the main table's default route
+// still leaves by the real interface, and a rule sends everything else to a
+// table whose default goes into the tunnel.
+TEST(LinuxNetworkPortLive, PolicyRoutingNamesTheTunnel) {
+    std::string whyNot;
+    auto ns = test::NetworkNamespace::make(whyNot);
+    if (!ns) GTEST_SKIP() << whyNot;
+    const std::string name = ns->name();
+    ASSERT_TRUE(ipIn(name, "link add orvtun0 type veth peer name orvtun1") && ipIn(name, "link set orvtun0 up") &&
+                ipIn(name, "link set orvtun1 up") &&
+                ipIn(name, "addr add 10.214.0.1/24 dev orvtun0") &&
+                ipIn(name, "route add default via " + ns->outsideAddress()));
+    auto before = primaryInside(name);
+    ASSERT_TRUE(before);
+    EXPECT_NE(*before, "orvtun0");  // the veth end inside
+    ASSERT_TRUE(ipIn(name, "route add default dev orvtun0 table 51820") &&
+                ipIn(name, "rule add not fwmark 51820 table 51820"));
+    EXPECT_EQ(primaryInside(name), "orvtun0");
+}
+
+TEST(LinuxNetworkPortLive, MultipathDefaultRouteNamesANexthop) {
+    std::string whyNot;
+    auto ns = test::NetworkNamespace::make(whyNot);
+    if (!ns) GTEST_SKIP() << whyNot;
+    const std::string name = ns->name();
+    ASSERT_TRUE(ipIn(name, "link add orvtun0 type veth peer name orvtun1") && ipIn(name, "link set orvtun0 up") &&
+                ipIn(name, "link set orvtun1 up") &&
+                ipIn(name, "addr add 10.214.0.1/24 dev orvtun0") &&
+                ipIn(name, "route add default nexthop dev orvtun0 nexthop via " + ns->outsideAddress()));
+    auto primary = primaryInside(name);
+    ASSERT_TRUE(primary);
+    EXPECT_NE(*primary, "lo");
 }
 
 }  // namespace
