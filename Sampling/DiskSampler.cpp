@@ -32,6 +32,7 @@ std::future<DiskStats> DiskSampler::sample() {
 }
 
 DiskStats DiskSampler::sampleNow() {
+    confinement_.check();
     const auto now = clock_();
     counted_.beginPass();
     BlockCounterMap current = port_->readBlockCounters(counted_);
@@ -74,6 +75,7 @@ std::vector<VolumeStats> DiskSampler::volumes(ContinuousClock::Instant now) {
 }
 
 std::optional<VolumeStats> DiskSampler::volume(const std::string& path, ContinuousClock::Instant now) {
+    confinement_.check();
     if (auto found = baselines_.find(path); found != baselines_.end() && now - found->second.readAt < baselineLifetime) {
         const VolumeBaseline& baseline = found->second;
         const uint64_t free = DiskMath::freeSpace(baseline.importantFree, baseline.availableFree,

@@ -14,6 +14,7 @@
 #include "core/DiskStats.h"
 #include "core/Duration.h"
 #include "core/SamplingExecutor.h"
+#include "core/ThreadConfinement.h"
 
 namespace orv {
 
@@ -55,7 +56,9 @@ public:
     // cannot be read.
     std::future<DiskStats> sample() override;
 
-    // The sample itself; call only on the executor. A failure changes nothing.
+    // The sample itself; call only on the executor (or on a sampler no
+    // other thread can reach, as tests do). A failure changes nothing; a
+    // call from another thread than the first throws std::logic_error.
     DiskStats sampleNow();
 
     const std::unordered_map<std::string, VolumeBaseline>& baselines() const { return baselines_; }
@@ -74,6 +77,7 @@ private:
     BlockCounterMap previous_;
     std::optional<ContinuousClock::Instant> previousAt_;
     CountedDeviceCache<uint64_t> counted_;
+    ThreadConfinement confinement_{"DiskSampler"};
 };
 
 }  // namespace orv

@@ -30,6 +30,7 @@ std::future<MemoryStats> MemorySampler::sample() {
 }
 
 MemoryStats MemorySampler::sampleNow() {
+    confinement_.check();
     const VMPageCounts pages = port_->readPageCounts();
     uint64_t swapUsed = 0;
     if (auto swap = port_->readSwapUsed()) swapUsed = *swap;

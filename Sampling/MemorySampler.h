@@ -7,6 +7,7 @@
 #include "core/MemorySource.h"
 #include "core/MemoryStats.h"
 #include "core/SamplingExecutor.h"
+#include "core/ThreadConfinement.h"
 
 namespace orv {
 
@@ -22,7 +23,9 @@ public:
     // Throws (through the future) SamplingError when the page counts fail.
     std::future<MemoryStats> sample() override;
 
-    // The sample itself; call only on the executor.
+    // The sample itself; call only on the executor (or on a sampler no
+    // other thread can reach, as tests do). A call from another thread than
+    // the first throws std::logic_error.
     MemoryStats sampleNow();
 
     uint64_t pageSize() const { return pageSize_; }
@@ -33,6 +36,7 @@ private:
     SamplingExecutor& executor_;
     uint64_t pageSize_ = 0;
     uint64_t totalBytes_ = 0;
+    ThreadConfinement confinement_{"MemorySampler"};
 };
 
 }  // namespace orv

@@ -37,7 +37,9 @@ const ProcessSampler::Identity& ProcessSampler::identity(const ProcessTableRow& 
         while (!path.empty() && path.back() == '/') path.remove_suffix(1);
         auto slash = path.rfind('/');
         std::string_view last = slash == std::string_view::npos ? path : path.substr(slash + 1);
-        if (!last.empty()) identity.name = std::string(last);
+        if (!last.empty() && (!port_->longNameMustExtendCommand() || last.starts_with(row.commandName()))) {
+            identity.name = std::string(last);
+        }
     }
     return identities_.emplace(key, std::move(identity)).first->second;
 }

@@ -74,6 +74,13 @@ public:
     // A command name of this many bytes or more may have been cut by the
     // kernel (16 on macOS, 15 on Linux).
     virtual size_t truncatedNameLength() const = 0;
+
+    // Whether a cut name may be replaced only by a file name that begins
+    // with it. On Linux a script's command name is the script's while its
+    // executable is the interpreter ("unattended-upgr" runs python3.11), so
+    // the interpreter's name would hide the script; macOS names a script by
+    // its interpreter already.
+    virtual bool longNameMustExtendCommand() const { return false; }
 };
 
 // The platform's port. On Linux it reads below `root` ("/" normally, a

@@ -29,6 +29,7 @@ LinuxProcessTablePort::Options completed(LinuxProcessTablePort::Options options)
     if (options.ticksPerSecond <= 0) options.ticksPerSecond = sysconf(_SC_CLK_TCK);
     if (options.ticksPerSecond <= 0) options.ticksPerSecond = 100;
     if (options.pageSize <= 0) options.pageSize = sysconf(_SC_PAGESIZE);
+    if (!options.measureBoot) options.measureBoot = measuredBootUnixSeconds;
     return options;
 }
 
@@ -46,8 +47,14 @@ LinuxProcessTablePort::LinuxProcessTablePort(Options options)
     // Rounded to a whole tick so that a process's start time is the same
     // double in every sample, and in every sampler on the machine but for
     // rare rounding edges.
-    double boot = options_.bootUnixSeconds.value_or(measuredBootUnixSeconds());
+    double boot = options_.bootUnixSeconds ? *options_.bootUnixSeconds : options_.measureBoot();
     bootTicks_ = std::llround(boot * double(options_.ticksPerSecond));
+}
+
+void LinuxProcessTablePort::remeasureBoot() {
+    if (options_.bootUnixSeconds) return;
+    const int64_t ticks = std::llround(options_.measureBoot() * double(options_.ticksPerSecond));
+    if (ticks > bootTicks_ + 1 || ticks < bootTicks_ - 1) bootTicks_ = ticks;
 }
 
 LinuxProcessTablePort::~LinuxProcessTablePort() = default;
@@ -144,7 +151,7 @@ ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bo
 
 bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot) {
     std::optional<ProcSchedstat> sched;
-    bool kept = false, missing = false;
+    bool kept = false, missing = false, schedstatFailed = false;
     if (!tracked.sleep.noSchedstat) {
         char buffer[256];
         kept = tracked.files.kept[File::schedstat].valid();
@@ -154,6 +161,10 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
         // A kernel built without scheduler statistics has no such file;
         // that is no fault of the process, which then counts no switches.
         missing = !text && text.error().value() == ENOENT;
+        // Any other failure (EMFILE on a fresh open, a short read) leaves
+        // the switches unknown this pass: counting them as 0 would book the
+        // process's lifetime switches into the next interval.
+        schedstatFailed = !missing && !sched;
     }
     auto verdict = sleepProof_.judge(tracked.sleep, {.sched = sched,
                                                      .sameInstance = !isNew && kept,
@@ -174,7 +185,8 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
             tracked.sleep.threadsTrusted = false;
         } else {
             if (verdict.checkingSleeper &&
-                (tracked.cpuTicks != keptCPUTicks || tracked.threadCount != keptThreadCount)) {
+                (tracked.cpuTicks != keptCPUTicks || tracked.threadCount != keptThreadCount) &&
+                stillShows(tracked, sched)) {
                 sleepProof_.disprove();
             }
             tracked.io.reset();  // read again by readUsage, or by an asleep pass later
@@ -183,8 +195,20 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     }
     if (missing) tracked.sleep.noSchedstat = true;
     tracked.sleep.sched = sched;
-    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO, malformed};
+    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO, malformed, schedstatFailed};
     return true;
+}
+
+bool LinuxProcessTablePort::stillShows(const Tracked& tracked, const std::optional<ProcSchedstat>& claimed) const {
+    // Read again through the descriptor the claim came from: a process that
+    // woke between its schedstat read and the later reads shows new figures
+    // now, and convicts nothing.
+    const auto& kept = tracked.files.kept[File::schedstat];
+    if (!claimed || !kept.valid()) return false;
+    char buffer[256];
+    auto text = ProcDescriptorCache::reread(kept, buffer);
+    if (!text) return false;
+    return ProcSchedstat::decode(*text) == claimed;
 }
 
 void LinuxProcessTablePort::fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const {
@@ -254,6 +278,8 @@ void LinuxProcessTablePort::confirmParents() {
 std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     if (!procDirectory_.valid()) return rows_;
     ++generation_;
+    remeasureBoot();
+    sleepProof_.beginPass();
     checking_ = ++passesSinceCheck_ >= checkEvery;
     if (checking_) passesSinceCheck_ = 0;
     const std::vector<int32_t>& pids = lister_.list(rows_, checking_);
@@ -283,7 +309,12 @@ std::optional<std::string> LinuxProcessTablePort::executablePath(const ProcessTa
     char target[4096];
     ssize_t n = ::readlinkat(procDirectory_.get(), path.c_str(), target, sizeof target);
     if (n < 1) return std::nullopt;  // kernel threads have none; others' need CAP_SYS_PTRACE
-    return std::string(target, size_t(n));
+    // The kernel marks an executable replaced on disk since it started (an
+    // upgraded package); the process is still that program.
+    constexpr std::string_view deleted = " (deleted)";
+    std::string_view link(target, size_t(n));
+    if (link.ends_with(deleted)) link.remove_suffix(deleted.size());
+    return std::string(link);
 }
 
 UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refusedBefore) {
@@ -328,11 +359,13 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
         }
         tracked.io = ProcIO::decode(*text);
         if (!tracked.io) return result;
-        if (slot.sleepingIO && *slot.sleepingIO != *tracked.io) sleepProof_.disprove();
+        if (slot.sleepingIO && *slot.sleepingIO != *tracked.io && stillShows(tracked, tracked.sleep.sched)) {
+            sleepProof_.disprove();
+        }
     }
     usage.diskReadBytes = tracked.io->readBytes;
     usage.diskWriteBytes = tracked.io->writeBytes;
-    result.outcome = ProcessOutcome::complete;
+    result.outcome = slot.schedstatFailed ? ProcessOutcome::malformed : ProcessOutcome::complete;
     return result;
 }
 

@@ -27,9 +27,15 @@ class LinuxProcessTablePort final : public ProcessTablePort {
 public:
     struct Options {
         std::filesystem::path root = "/";
-        // The boot instant in Unix seconds; by default CLOCK_REALTIME −
-        // CLOCK_BOOTTIME measured once.
+        // The boot instant in Unix seconds, fixed; by default
+        // `measureBoot` is asked at every pass.
         std::optional<double> bootUnixSeconds;
+        // Measures the boot instant in Unix seconds; by default CLOCK_REALTIME
+        // − CLOCK_BOOTTIME. Asked at construction and at every pass, since
+        // the wall clock steps (NTP after a resume) move it; a new value is
+        // taken only when it moved by more than a tick, so that a start time
+        // stays the same double from pass to pass.
+        std::function<double()> measureBoot;
         long ticksPerSecond = 0;  // 0: sysconf(_SC_CLK_TCK)
         long pageSize = 0;        // 0: sysconf(_SC_PAGESIZE)
         // Opens `path` relative to the proc directory; returns a descriptor
@@ -46,6 +52,7 @@ public:
     std::optional<std::string> executablePath(const ProcessTableRow& row) override;
     UsageResult readUsage(const ProcessTableRow& row, bool refusedBefore) override;
     size_t truncatedNameLength() const override { return 15; }
+    bool longNameMustExtendCommand() const override { return true; }
 
     size_t keptDescriptors() const { return cache_.kept(); }
 
@@ -90,6 +97,7 @@ private:
         bool asleep;       // none of its threads has run since the last pass
         std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
         bool malformed;    // its stat did not decode this pass: the reading is incomplete
+        bool schedstatFailed = false;  // its switches could not be read this pass: incomplete too
     };
 
     template <class SameInstance>
@@ -105,6 +113,10 @@ private:
     void confirmParents();
     uint64_t liveInstance(int32_t pid) const;
     void fillRow(const Tracked& tracked, int32_t pid, ProcessTableRow& row) const;
+    // Whether the kept schedstat still shows the figures that claimed sleep.
+    bool stillShows(const Tracked& tracked, const std::optional<ProcSchedstat>& claimed) const;
+
+    void remeasureBoot();
 
     Options options_;
     int64_t bootTicks_ = 0;

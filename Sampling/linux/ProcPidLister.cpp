@@ -21,17 +21,21 @@ ProcPidLister::ProcPidLister(int procDirectory, ProcReadCounts& counts)
     }
 }
 
+std::optional<ProcLoadavg> ProcPidLister::readLoadavg() {
+    if (!loadavg_.valid()) return std::nullopt;
+    char buffer[128];
+    ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
+    std::optional<ProcLoadavg> read;
+    if (n > 0) read = ProcLoadavg::decode({buffer, size_t(n)});
+    // A real kernel has handed out pids and runs at least this thread.
+    if (read && (read->lastPID <= 0 || read->threads == 0)) read.reset();
+    return read;
+}
+
 const std::vector<int32_t>& ProcPidLister::list(std::span<const ProcessTableRow> last, bool checking) {
     // Read before listing, so that a pid handed out during the listing
     // shows as a change next time.
-    std::optional<ProcLoadavg> now;
-    if (loadavg_.valid()) {
-        char buffer[128];
-        ssize_t n = ::pread(loadavg_.get(), buffer, sizeof buffer, 0);
-        if (n > 0) now = ProcLoadavg::decode({buffer, size_t(n)});
-        // A real kernel has handed out pids and runs at least this thread.
-        if (now && (now->lastPID <= 0 || now->threads == 0)) now.reset();
-    }
+    std::optional<ProcLoadavg> now = readLoadavg();
     bool unchanged = now && listedAt_ == now;
     pids_.clear();
     for (const auto& row : last) pids_.push_back(row.pid);
@@ -45,8 +49,11 @@ const std::vector<int32_t>& ProcPidLister::list(std::span<const ProcessTableRow>
     // The kernel lists pids in order already; a fixture tree may not.
     // Parents then come before most of their children.
     if (!std::is_sorted(pids_.begin(), pids_.end())) std::sort(pids_.begin(), pids_.end());
-    // A loadavg that stood still while a process appeared is not asked again.
-    if (unchanged && !std::includes(previous_.begin(), previous_.end(), pids_.begin(), pids_.end())) {
+    // A loadavg that stood still while a process appeared is not asked
+    // again; unless it moved since, when the process appeared during the
+    // listing, which proves nothing.
+    if (unchanged && !std::includes(previous_.begin(), previous_.end(), pids_.begin(), pids_.end()) &&
+        readLoadavg() == now) {
         loadavg_.reset();
     }
     return pids_;

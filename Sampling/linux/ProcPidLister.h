@@ -30,6 +30,8 @@ public:
     bool trustsLoadavg() const { return loadavg_.valid(); }
 
 private:
+    std::optional<ProcLoadavg> readLoadavg();
+
     int procDirectory_;
     ProcReadCounts& counts_;
     FileDescriptor loadavg_;

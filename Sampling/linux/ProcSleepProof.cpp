@@ -26,8 +26,18 @@ ProcSleepProof::Verdict ProcSleepProof::judge(State& state, const Evidence& evid
     // A sleeper read whole anyway must show the figures it kept, or
     // schedstat is disproved.
     verdict.checkingSleeper = verdict.asleep && (evidence.checking || !trusted_);
+    checkedThisPass_ = checkedThisPass_ || verdict.checkingSleeper;
     if (verdict.checkingSleeper) verdict.asleep = false;
     return verdict;
+}
+
+void ProcSleepProof::beginPass() {
+    if (!trusted_ && checkedThisPass_ && !disprovedThisPass_ && ++cleanChecks_ >= cleanChecksToTrust) {
+        trusted_ = true;
+        cleanChecks_ = 0;
+    }
+    checkedThisPass_ = false;
+    disprovedThisPass_ = false;
 }
 
 void ProcSleepProof::forgetThreads(State& state) {

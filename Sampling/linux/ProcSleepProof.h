@@ -60,9 +60,22 @@ public:
     // the threads to watch are listed again when they changed.
     void watchThreads(int32_t pid, State& state, uint64_t threadCount);
     void forgetThreads(State& state);
-    // A sleeper read whole showed figures other than those kept.
-    void disprove() { trusted_ = false; }
+    // A sleeper read whole showed figures other than those kept, while its
+    // schedstat still showed the figures that claimed sleep.
+    void disprove() {
+        trusted_ = false;
+        cleanChecks_ = 0;
+        disprovedThisPass_ = true;
+    }
     bool trusted() const { return trusted_; }
+
+    // Called as each pass begins, closing the one before: a distrusted
+    // proof checks every sleeper, and after this many passes whose checks
+    // all held, schedstat is trusted again (a disproof can come from a
+    // kernel quirk that passes, such as a stalled scheduler clock after
+    // resume).
+    static constexpr int cleanChecksToTrust = 10;
+    void beginPass();
 
 private:
     bool otherThreadsSlept(State& state, uint64_t threadCount);
@@ -71,6 +84,9 @@ private:
     ProcDescriptorCache& cache_;
     ProcReadCounts& counts_;
     bool trusted_ = true;
+    int cleanChecks_ = 0;
+    bool checkedThisPass_ = false;
+    bool disprovedThisPass_ = false;
     std::vector<int32_t> tids_;
     alignas(8) char directoryBuffer_[4096];
 };

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include <map>
 
 #include "Sampling/DiskMath.h"
@@ -119,6 +121,22 @@ VolumeResourceValues local(std::string name, std::optional<std::string> uuid, in
     return VolumeResourceValues{true, std::move(name), std::move(uuid), total, important, available};
 }
 
+TEST(DiskSampler, RefusesToRunOffItsThread) {
+    auto [state, sampler] = makeSampler();
+    state->drivers = {{1, false, BlockCounters{1000, 2000}}};
+    sampler->sampleNow();  // this thread owns it now
+    std::exception_ptr thrown;
+    std::thread other([&] {
+        try {
+            sampler->sampleNow();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+    });
+    other.join();
+    EXPECT_THROW(std::rethrow_exception(thrown), std::logic_error);
+}
+
 TEST(DiskSampler, FirstSampleHasZeroRatesThenMeasures) {
     auto [state, sampler] = makeSampler();
     state->drivers = {{1, false, BlockCounters{1000, 2000}}};
@@ -159,7 +177,7 @@ TEST(DiskSampler, FailedCounterReadThrowsAndChangesNothing) {
     sampler->sampleNow();
     state->countersFail = SamplingError::fileRead("/proc/diskstats", 5);
     state->nowSeconds = 1;
-    EXPECT_THROW(sampler->sample().get(), SamplingError);
+    EXPECT_THROW(sampler->sampleNow(), SamplingError);
     state->drivers = {{1, false, BlockCounters{1400, 0}}};
     state->nowSeconds = 2;
     EXPECT_DOUBLE_EQ(sampler->sampleNow().readBPS, 200);  // over both seconds since the last good sample

@@ -5,6 +5,7 @@
 #include "core/CapturingLogSink.h"
 #include "core/JsonCoding.h"
 #include "core/SamplingError.h"
+#include "support/TestExecutor.h"
 
 namespace orv {
 namespace {
@@ -152,6 +153,14 @@ TEST(MemorySampler, PageCountFailureThrowsAndReadsNothingElse) {
     MemorySampler sampler(std::make_unique<FakeMemoryPort>(state));
     EXPECT_THROW(sampler.sample().get(), SamplingError);
     EXPECT_EQ(state->swapReads, 0);
+}
+
+TEST(MemorySampler, RefusesToRunOffItsThread) {
+    auto state = std::make_shared<FakeMemoryState>();
+    MemorySampler sampler(std::make_unique<FakeMemoryPort>(state), test::testExecutor());
+    sampler.sample().get();  // on the executor: it owns the sampler now
+    EXPECT_THROW(sampler.sampleNow(), std::logic_error);
+    EXPECT_NO_THROW(sampler.sample().get());
 }
 
 TEST(MemorySampler, ClampsTheAvailableLevel) {

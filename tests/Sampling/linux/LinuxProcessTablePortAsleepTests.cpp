@@ -4,6 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fcntl.h>
+#include <cerrno>
+#include <string_view>
 #include <filesystem>
 #include <fstream>
 
@@ -83,6 +86,65 @@ TEST(LinuxProcessTablePortAsleep, SchedstatThatStoodStillWhileTheDiskFiguresMove
     for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
     counting.pass();
     EXPECT_EQ(counting.last.stat, 2u);
+}
+
+TEST(LinuxProcessTablePortAsleep, SchedstatIsTrustedAgainAfterCleanChecks) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "busy", 'S', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    counting.pass();
+    writeStat(root, 42, "busy", 'S', 1, 900, 50, 12345);
+    for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
+    // Disproved: every sleeper is read whole, and each such pass whose
+    // figures hold counts towards trust.
+    // The loop above ended on the first of them.
+    for (int pass = 2; pass <= ProcSleepProof::cleanChecksToTrust; ++pass) {
+        counting.pass();
+        ASSERT_EQ(counting.last.stat, 2u) << "pass " << pass;
+    }
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);
+}
+
+TEST(LinuxProcessTablePortAsleep, SleeperThatWokeBetweenItsReadsConvictsNothing) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "writer", 'S', 1, 250, 50, 12345);
+    CountingSampler counting(fixtureOptions(root));
+    for (int pass = 1; pass < LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
+    // The check pass, by hand: after its schedstat was read, the process
+    // wakes, writes and sleeps again before its io is read.
+    auto rows = counting.port->readTable();
+    writeIO(root, 42, 4096, 1 << 20);
+    root.write("proc/42/schedstat", "223456 789 43\n");
+    for (const auto& row : rows) (void)counting.port->readUsage(row, false);
+    counting.pass();  // it ran: read whole
+    counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);  // schedstat is still trusted
+}
+
+TEST(LinuxProcessTablePortAsleep, UnreadableSchedstatMakesAnIncompleteReading) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "p", 'S', 1, 0, 0, 1);
+    auto options = fixtureOptions(root);
+    bool fail = true;
+    options.open = [&fail](int dir, const char* path) {
+        if (fail && std::string_view(path) == "42/schedstat") {
+            errno = EMFILE;
+            return -1;
+        }
+        return ::openat(dir, path, O_RDONLY | O_CLOEXEC);
+    };
+    CountingSampler counting(options);
+    auto first = counting.pass();
+    EXPECT_FALSE(find(first, 42)->isComplete);
+    EXPECT_TRUE(find(first, 1)->isComplete);
+    fail = false;
+    auto second = counting.pass();
+    EXPECT_TRUE(find(second, 42)->isComplete);
+    EXPECT_EQ(find(second, 42)->wakeups, 42u);
 }
 
 TEST(LinuxProcessTablePortAsleep, MemoryOfASleepingProcessIsReadEveryPass) {

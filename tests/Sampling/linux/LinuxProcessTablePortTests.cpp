@@ -130,6 +130,44 @@ TEST(LinuxProcessTablePort, FifteenByteCommandTakesTheExecutablesName) {
     EXPECT_EQ(find(readings, 43)->name, "gnome-shell-cal");
 }
 
+TEST(LinuxProcessTablePort, AScriptKeepsItsOwnNameNotItsInterpreters) {
+    TempDir root;
+    // /usr/bin/unattended-upgrade, run by python3.11 from its shebang line.
+    writeProcess(root, 42, "unattended-upgr", 'S', 1, 1, 1, 1);
+    root.symlink("proc/42/exe", "/usr/bin/python3.11");
+    writeProcess(root, 43, "networkd-dispat", 'S', 1, 1, 1, 1);
+    root.symlink("proc/43/exe", "/usr/bin/python3.11");
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    EXPECT_EQ(find(readings, 42)->name, "unattended-upgr");
+    EXPECT_EQ(find(readings, 43)->name, "networkd-dispat");
+    EXPECT_EQ(find(readings, 42)->executablePath, "/usr/bin/python3.11");
+}
+
+TEST(LinuxProcessTablePort, BootInstantFollowsAWallClockStepButNotJitter) {
+    TempDir root;
+    writeProcess(root, 42, "p", 'S', 1, 1, 1, 500);
+    auto options = fixtureOptions(root);
+    options.bootUnixSeconds.reset();
+    double boot = 1'700'000'000.0;
+    options.measureBoot = [&boot] { return boot; };
+    auto sampler = samplerFor(options);
+    const Date start = Date::fromUnixSeconds(1'700'000'005.0);
+    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, start);
+    boot += 0.006;  // under a tick (10 ms): the same start, to the bit
+    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, start);
+    boot += 30;  // NTP stepped the clock after a resume: 30.006 s later, to the tick
+    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, Date::fromUnixSeconds(double(170'000'003'001LL + 500) / 100));
+}
+
+TEST(LinuxProcessTablePort, AnUpgradedExecutableLosesTheDeletedMark) {
+    TempDir root;
+    writeProcess(root, 42, "gnome-shell-cal", 'S', 1, 1, 1, 1);
+    root.symlink("proc/42/exe", "/usr/libexec/gnome-shell-calendar-server (deleted)");
+    auto readings = samplerFor(fixtureOptions(root)).sampleNow();
+    EXPECT_EQ(find(readings, 42)->executablePath, "/usr/libexec/gnome-shell-calendar-server");
+    EXPECT_EQ(find(readings, 42)->name, "gnome-shell-calendar-server");
+}
+
 TEST(LinuxProcessTablePort, MalformedStatIsAnIncompleteReadingNotAVanishedProcess) {
     TempDir root;
     root.write("proc/40/stat", "40 (truncated");
