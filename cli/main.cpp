@@ -3,10 +3,14 @@
 #include <exception>
 #include <string>
 
+#include "Sampling/ProcessTablePort.h"
 #include "cli/CommandRegistry.h"
 #include "cli/Version.h"
 
 int main(int argc, char** argv) {
+    // Before any thread starts: the process table keeps thousands of
+    // descriptors.
+    orv::prepareProcessTable();
     CLI::App app{"orvantine: what this machine is doing, process by process"};
     app.set_version_flag("--version", "orvantine " + std::string(orv::cli::version));
     app.require_subcommand(1);

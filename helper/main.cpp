@@ -13,6 +13,7 @@
 #include "Sampling/DevServerPort.h"
 #include "Sampling/HelperIdentity.h"
 #include "Sampling/ProcessSampler.h"
+#include "Sampling/ProcessTablePort.h"
 #include "Sampling/TimerQueue.h"
 #include "core/Logger.h"
 #include "helper/HelperInfo.h"
@@ -30,6 +31,9 @@ std::unique_ptr<orv::HelperListener> listener;
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Before any thread starts: the process table keeps thousands of
+    // descriptors.
+    orv::prepareProcessTable();
     orv::Logger log("app.orvantine.helper", "helper");
 
     std::vector<std::string_view> arguments(argv + 1, argv + argc);

@@ -96,6 +96,9 @@ private:
 
 }  // namespace
 
+// libproc's calls keep no descriptors.
+void prepareProcessTable(const std::filesystem::path&) {}
+
 std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path&) {
     return std::make_unique<DarwinProcessTablePort>();
 }

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "Sampling/ProcFiles.h"
+#include "Sampling/linux/ProcNumberedEntries.h"
 #include "Sampling/linux/ProcPath.h"
 #include "core/Logger.h"
 
@@ -367,6 +368,24 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
     usage.diskWriteBytes = tracked.io->writeBytes;
     result.outcome = slot.schedstatFailed ? ProcessOutcome::malformed : ProcessOutcome::complete;
     return result;
+}
+
+void prepareProcessTable(const std::filesystem::path& root) {
+    const size_t budget = ProcDescriptorCache::defaultBudget();  // raises the limit
+    FileDescriptor proc(::open((root / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!proc.valid() || budget == 0) return;
+    alignas(8) char buffer[8192];
+    std::vector<int32_t> pids;
+    appendNumberedEntries(proc.get(), buffer, pids);
+    // Each process keeps up to four files, a few also their threads'
+    // schedstat; room for a quarter more processes, and the reserve the
+    // rest of the program uses.
+    const size_t wanted = pids.size() * ProcDescriptorCache::fileCount * 5 / 4 + 512;
+    const size_t highest = std::min(wanted, budget + 511);
+    // The lowest free descriptor at or above `highest` makes the kernel
+    // size the table for it; closing it keeps the table.
+    const int probe = ::fcntl(proc.get(), F_DUPFD_CLOEXEC, int(highest));
+    if (probe >= 0) ::close(probe);
 }
 
 std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root) {
