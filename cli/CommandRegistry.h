@@ -15,4 +15,9 @@ struct CommandRegistration {
 
 void installCommands(CLI::App& app);
 
+// A number of seconds from `low` to `high`: what CLI::Range checks, and a
+// NaN refused too (every comparison with it is false, so a plain range lets
+// it through).
+CLI::Validator secondsBetween(double low, double high);
+
 }  // namespace orv::cli

@@ -51,7 +51,7 @@ CommandRegistration registration(40, [](CLI::App& app) {
     command->add_option("--interval", options->intervalSeconds,
                         "Seconds between the two looks that tell which servers are working (0: one look)")
         ->default_val(1.0)
-        ->check(CLI::Range(0.0, 60.0));
+        ->check(secondsBetween(0.0, 60.0));
     command->callback([options] { run(*options); });
 });
 

@@ -87,7 +87,7 @@ CommandRegistration registration(10, [](CLI::App& app) {
                                     "Rates over an interval instead: CPU %, disk per second, energy impact");
     command->add_option("--interval", options->intervalSeconds, "Seconds between the two passes of --rates")
         ->default_val(1.0)
-        ->check(CLI::Range(0.001, 3600.0))
+        ->check(secondsBetween(0.001, 3600.0))
         ->needs(rates);
     command->add_flag("--helper", options->helper,
                       "Ask the privileged helper, which reads every process; falls back to the local pass");

@@ -84,7 +84,7 @@ CommandRegistration registration(7, [](CLI::App& app) {
     auto* command = app.add_subcommand("record", "Keep the history file and raise alerts, until stopped");
     command->add_option("--interval", options->intervalSeconds, "Seconds between samples")
         ->default_val(1.0)
-        ->check(CLI::Range(0.2, 60.0));
+        ->check(secondsBetween(0.2, 60.0));
     command->add_option("--database", options->database, "The history file (default $XDG_STATE_HOME/orvantine/history.sqlite)");
     command->add_option("--alert-settings", options->settings, "Alert settings (default $XDG_CONFIG_HOME/orvantine/alerts.json)");
     command->add_option("--alert-state", options->state, "When each alert last fired (default $XDG_STATE_HOME/orvantine/alert-state.json)");

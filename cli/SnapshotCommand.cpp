@@ -66,7 +66,7 @@ CommandRegistration registration(5, [](CLI::App& app) {
     command->add_flag("--json", options->json, "One Snapshot record per line, as JSON");
     command->add_option("--interval", *seconds, "Seconds each snapshot's rates are measured over")
         ->default_val(1.0)
-        ->check(CLI::Range(0.05, 3600.0));
+        ->check(secondsBetween(0.05, 3600.0));
     command->add_option("--count", options->count, "How many snapshots to print; 0 keeps going")
         ->default_val(1)
         ->check(CLI::Range(int64_t(0), int64_t(1) << 40));

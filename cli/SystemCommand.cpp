@@ -13,7 +13,7 @@ orv::cli::CommandRegistration registration(20, [](CLI::App& app) {
     auto interval = std::make_shared<double>(1.0);
     cmd->add_flag("--json", *json, "one SystemSample record as JSON");
     cmd->add_option("--interval", *interval, "seconds between the two reads the rates come from")
-        ->check(CLI::Range(0.05, 3600.0));
+        ->check(orv::cli::secondsBetween(0.05, 3600.0));
     cmd->callback([json, interval] {
         orv::cli::SystemOptions options;
         options.json = *json;

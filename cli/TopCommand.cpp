@@ -232,7 +232,7 @@ CommandRegistration registration(6, [](CLI::App& app) {
     auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d n e sort, x/X stop the first process/app, q quits");
     command->add_option("--interval", options->intervalSeconds, "Seconds between refreshes")
         ->default_val(1.0)
-        ->check(CLI::Range(0.2, 3600.0));
+        ->check(secondsBetween(0.2, 3600.0));
     command->add_option("--sort", options->sort, "Order at start: cpu, memory, disk, network or energy")
         ->default_val("cpu")
         ->check(CLI::IsMember({"cpu", "memory", "disk", "energy"}));
