@@ -17,7 +17,8 @@ dpkg-deb -e "$deb" "$work/control"
 fail() { echo "check-deb: $*" >&2; exit 1; }
 for file in usr/bin/orvantine usr/libexec/orvantine/OrvantineHelper \
             usr/lib/systemd/system/orvantine-helper.socket usr/lib/systemd/system/orvantine-helper.service \
-            usr/lib/systemd/user/orvantine-record.service usr/share/man/man1/orvantine.1.gz \
+            usr/lib/systemd/user/orvantine-record.service usr/lib/systemd/user/orvantine-serve.service \
+            usr/lib/systemd/system/orvantine-serve.service usr/share/man/man1/orvantine.1.gz \
             usr/share/bash-completion/completions/orvantine usr/share/doc/orvantine/copyright \
             usr/share/doc/orvantine/changelog.gz; do
     [ -f "$root/$file" ] || fail "missing /$file"
