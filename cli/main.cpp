@@ -31,6 +31,8 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         const int status = app.exit(e);
+        // A command's own failure (CLI::RuntimeError) keeps its status.
+        if (dynamic_cast<const CLI::RuntimeError*>(&e) != nullptr) return status;
         return status == 0 ? 0 : usageError;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "orvantine: %s\n", e.what());
