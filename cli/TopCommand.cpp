@@ -22,6 +22,7 @@
 
 #include <fmt/format.h>
 
+#include "Sampling/DevServerPort.h"
 #include "Sampling/ProcessTerminator.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "cli/CommandLogSink.h"
@@ -217,8 +218,29 @@ void run(const TopOptions& options) {
     auto strain = strainTracker.observe(snapshot);
     TopScreen screen;
     TopLayout layout = currentLayout(colour);
+    // The detail panel's command line, read when the panel opens on a
+    // process (the arguments stay as they were at its start, mostly).
+    std::unique_ptr<DevServerPort> detailsPort;
+    std::optional<int32_t> argumentsPID;
+    std::optional<std::vector<std::string>> arguments;
     auto redraw = [&] {
-        auto bytes = screen.update(topFrame(snapshot, state, layout, {&history, &facts, strain}), layout.width);
+        if (state.detail) {
+            auto rows = topRows(snapshot, facts, state);
+            auto pids = topRowPIDs(rows);
+            std::optional<int32_t> pid;
+            if (!pids.empty()) pid = pids[state.selectedIndex(pids)];
+            if (pid != argumentsPID) {
+                if (!detailsPort) detailsPort = session.devServerPort();
+                arguments.reset();
+                if (pid) {
+                    if (auto details = detailsPort->details(*pid)) arguments = details->arguments;
+                }
+                argumentsPID = pid;
+            }
+        }
+        auto bytes = screen.update(
+            topFrame(snapshot, state, layout, {&history, &facts, strain, state.detail ? arguments : std::nullopt}),
+            layout.width);
         writeAll(bytes.data(), bytes.size());
     };
     redraw();

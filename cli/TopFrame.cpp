@@ -1,6 +1,7 @@
 #include "cli/TopFrame.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
@@ -334,6 +335,9 @@ void addDetail(std::vector<std::string>& lines, const Snapshot& snapshot, const 
     }
     if (facts) {
         lines.push_back(fmt::format("  Path     {}", facts->executablePath.value_or("-")));
+    }
+    if (context.arguments) lines.push_back(fmt::format("  Command  {}", fmt::join(*context.arguments, " ")));
+    if (facts) {
         lines.push_back(fmt::format("  User     {}   parent {}   started {}", userName(facts->uid), facts->parentPID,
                                     formatUTCDateTime(facts->startTime)));
     }

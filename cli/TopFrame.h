@@ -50,7 +50,10 @@ std::string sparkline(const std::vector<double>& values, double top);
 struct TopContext {
     const TopHistory* history = nullptr;      // none: no sparklines
     const ProcessFactsByPID* facts = nullptr;  // none: no tree, no kernel threads known
-    std::optional<StrainReason> strain;
+    std::optional<StrainReason> strain = std::nullopt;
+    // The selected process's arguments, for the detail panel: read only
+    // while the panel shows, by the command.
+    std::optional<std::vector<std::string>> arguments = std::nullopt;
 };
 
 // One screen: a title, a meter per core, memory, swap and load meters, the

@@ -208,7 +208,7 @@ std::vector<int32_t> rowPIDs(const Snapshot& snapshot, const ProcessFactsByPID& 
 
 std::vector<std::string> frameWith(const Snapshot& snapshot, const TopState& state, TopLayout layout,
                                    const TopHistory* history = nullptr, const ProcessFactsByPID* facts = nullptr) {
-    return topFrame(snapshot, state, layout, TopContext{history, facts, std::nullopt});
+    return topFrame(snapshot, state, layout, TopContext{.history = history, .facts = facts});
 }
 
 auto lineWith(const std::vector<std::string>& lines, std::string_view text) {
@@ -481,8 +481,11 @@ TEST(TopFrame, TheDetailPanelDescribesTheSelectedProcess) {
     TopState state;
     state.detail = true;
     state.selectedPID = 11;
-    auto lines = frameWith(sample(), state, TopLayout{120, 30, false}, nullptr, &facts);
+    auto lines = topFrame(sample(), state, TopLayout{120, 30, false},
+                          TopContext{.facts = &facts,
+                                     .arguments = std::vector<std::string>{"/usr/bin/browser", "--profile", "work"}});
     EXPECT_NE(lineWith(lines, "browser (pid 11)  app other:browser"), lines.end());
+    EXPECT_NE(lineWith(lines, "Command  /usr/bin/browser --profile work"), lines.end());
     EXPECT_NE(lineWith(lines, "Path     /usr/bin/browser"), lines.end());
     auto user = lineWith(lines, "User     ");
     ASSERT_NE(user, lines.end());
@@ -504,7 +507,7 @@ TEST(TopFrame, TheHelpPanelListsTheKeys) {
 
 TEST(TopFrame, AStrainHasItsOwnLine) {
     auto lines = topFrame(sample(), TopState{}, TopLayout{120, 30, false},
-                          TopContext{nullptr, nullptr, StrainReason::memory});
+                          TopContext{.strain = StrainReason::memory});
     auto strain = lineWith(lines, "Strain: ");
     ASSERT_NE(strain, lines.end());
     EXPECT_EQ(strain->find("Pressure"), std::string::npos);

@@ -68,7 +68,10 @@ protected:
         OrvantineCommandTest::SetUp();
         if (IsSkipped()) return;
         if (shell("command -v tmux").empty()) GTEST_SKIP() << "tmux is not installed";
-        socket_ = "orvantine-top-test-" + std::to_string(::getpid());
+        // A server of its own per test: a server still shutting down from
+        // the test before would refuse the next one on the same socket.
+        static int tests = 0;
+        socket_ = "orvantine-top-test-" + std::to_string(::getpid()) + "-" + std::to_string(++tests);
     }
     void TearDown() override {
         if (!socket_.empty()) shell(tmux("kill-server") + " 2>/dev/null");
@@ -102,7 +105,7 @@ protected:
 };
 
 TEST_F(TopLive, KeysDriveSortFilterTreeAndDetail) {
-    start(132, 45);
+    ASSERT_NO_FATAL_FAILURE(start(132, 45));
     keys("m");
     ASSERT_TRUE(waitFor("sort memory")) << capture();
     EXPECT_NE(capture().find("[MEM]"), std::string::npos);
@@ -135,13 +138,14 @@ TEST_F(TopLive, KeysDriveSortFilterTreeAndDetail) {
     keys("Enter");
     ASSERT_TRUE(waitFor("Path ")) << capture();
     EXPECT_NE(capture().find("(pid "), std::string::npos);
+    EXPECT_NE(capture().find("Command  "), std::string::npos) << capture();
     keys("?");
     ASSERT_TRUE(waitFor("Keys")) << capture();
     keys("q");
 }
 
 TEST_F(TopLive, AResizeRedrawsAtTheNewWidth) {
-    start(132, 40);
+    ASSERT_NO_FATAL_FAILURE(start(132, 40));
     ASSERT_TRUE(waitFor("ENERGY")) << capture();
     shell(tmux("resize-window -t top -x 70 -y 30"));
     ASSERT_TRUE(waitFor("ENERGY", false)) << capture();
@@ -154,14 +158,14 @@ TEST_F(TopLive, AResizeRedrawsAtTheNewWidth) {
 }
 
 TEST_F(TopLive, NoColorGivesNoColourEscapes) {
-    start(132, 40, "NO_COLOR=1 TERM=xterm-256color");
+    ASSERT_NO_FATAL_FAILURE(start(132, 40, "NO_COLOR=1 TERM=xterm-256color"));
     ASSERT_TRUE(waitFor("Pressure")) << capture();
     std::string screen = capture(true);
     EXPECT_FALSE(hasColourEscape(screen)) << screen;
 }
 
 TEST_F(TopLive, AColourTerminalGetsColour) {
-    start(132, 40, "TERM=xterm-256color");
+    ASSERT_NO_FATAL_FAILURE(start(132, 40, "TERM=xterm-256color"));
     ASSERT_TRUE(waitFor("Pressure")) << capture();
     EXPECT_TRUE(hasColourEscape(capture(true)));
 }
