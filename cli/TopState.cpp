@@ -58,6 +58,11 @@ TopAction TopState::press(const TopKey& key, const std::vector<int32_t>& rows, s
         selectedPID = rows[size_t(index)];
         return TopAction::redraw;
     };
+    // A detail or a stop is about the row on screen: the first, when none
+    // was chosen, is pinned so that a new frame's order cannot change it.
+    bool aboutTheRow = key.kind == K::enter ||
+                       (key.kind == K::character && (key.character == 'x' || key.character == 'X'));
+    if (aboutTheRow && !rows.empty()) selectedPID = rows[selectedIndex(rows)];
     ptrdiff_t at = ptrdiff_t(selectedIndex(rows));
     ptrdiff_t page = ptrdiff_t(std::max<size_t>(pageRows, 1));
     switch (key.kind) {

@@ -70,6 +70,23 @@ TEST(TopState, StopKeysAskForTheSelectedProcessOrItsApp) {
     EXPECT_EQ(state.press(TopKey::of('Z'), rows, 2), TopAction::none);
 }
 
+TEST(TopState, DetailAndStopPinTheRowOnScreen) {
+    TopState state;
+    EXPECT_EQ(state.press(TopKey::of('x'), rows, 2), TopAction::stopProcess);
+    EXPECT_EQ(state.selectedPID, 10);  // the first row, kept through new orders
+    state = TopState{};
+    state.press({K::enter, 0}, rows, 2);
+    EXPECT_EQ(state.selectedPID, 10);
+    EXPECT_EQ(state.selectedIndex({30, 10}), 1u);
+    state = TopState{};
+    state.selectedPID = 40;
+    state.press(TopKey::of('X'), rows, 2);
+    EXPECT_EQ(state.selectedPID, 40);
+    state = TopState{};
+    state.press(TopKey::of('x'), {}, 2);
+    EXPECT_FALSE(state.selectedPID);
+}
+
 TEST(TopState, ASlashTypesAFilterThatEnterKeepsAndEscapeClears) {
     TopState state;
     state.selectedPID = 30;
