@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
@@ -21,14 +22,19 @@
 
 #include <fmt/format.h>
 
+#include "Sampling/DevServerPort.h"
 #include "Sampling/ProcessTerminator.h"
+#include "Sampling/SnapshotBuilder.h"
 #include "cli/CommandLogSink.h"
 #include "cli/Format.h"
 #include "cli/TerminationView.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
 #include "cli/StrainTracker.h"
+#include "cli/RecordingProcessSource.h"
 #include "cli/TopFrame.h"
+#include "cli/TopKey.h"
+#include "cli/TopScreen.h"
 
 namespace orv::cli {
 
@@ -97,9 +103,9 @@ public:
     TerminalSession& operator=(const TerminalSession&) = delete;
 };
 
-TopLayout currentLayout(TopSort sort) {
+TopLayout currentLayout(bool colour) {
     TopLayout layout;
-    layout.sort = sort;
+    layout.colour = colour;
     winsize size{};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0) {
         layout.width = size.ws_col;
@@ -108,62 +114,65 @@ TopLayout currentLayout(TopSort sort) {
     return layout;
 }
 
-void draw(const Snapshot& snapshot, const TopLayout& layout, std::optional<StrainReason> strain) {
-    std::string screen = "\x1b[H";  // home; each line clears its own rest
-    auto lines = topFrame(snapshot, layout, strain);
-    for (size_t i = 0; i < lines.size(); ++i) {
-        screen += lines[i];
-        screen += "\x1b[K";
-        if (i + 1 < lines.size()) screen += "\r\n";
-    }
-    writeAll(screen.data(), screen.size());
-}
+// What came from the keyboard until `deadline`: the keys, or the end of
+// input. Nothing when the time is up or a signal (a resize) came first.
+struct Input {
+    std::vector<TopKey> keys;
+    bool ended = false;
+};
 
-// Waits for a key until `deadline`; returns 0 when none came, -1 at the end
-// of input.
-int waitForKey(std::chrono::steady_clock::time_point deadline) {
+Input waitForKeys(std::chrono::steady_clock::time_point deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     pollfd input{STDIN_FILENO, POLLIN, 0};
     int ready = ::poll(&input, 1, int(std::max<int64_t>(left.count(), 0)));
-    if (ready <= 0) return 0;  // time is up, or a signal (a resize) came
-    char key = 0;
-    ssize_t got = ::read(STDIN_FILENO, &key, 1);
-    if (got == 0 || (input.revents & (POLLHUP | POLLERR))) return -1;
-    return got == 1 ? static_cast<unsigned char>(key) : 0;
+    if (ready <= 0) return {};
+    // An arrow's bytes arrive together; a whole paste is read at once.
+    char bytes[64];
+    ssize_t got = ::read(STDIN_FILENO, bytes, sizeof bytes);
+    if (got == 0 || (got < 0 && errno != EINTR && errno != EAGAIN) || (input.revents & (POLLHUP | POLLERR))) {
+        return {{}, true};
+    }
+    if (got < 0) return {};
+    return {TopKey::decodeAll(std::string_view(bytes, size_t(got))), false};
 }
 
-// The line below the frame: a question, or what the last stop achieved.
+// The line below the frame, for a question.
 void drawStatus(const std::string& text, const TopLayout& layout) {
-    std::string line = "\x1b[" + std::to_string(layout.height) + ";1H\x1b[7m" + fitWidth(text, layout.width) + "\x1b[0m\x1b[K";
+    std::string line = "\x1b[" + std::to_string(layout.height) + ";1H" + (layout.colour ? "\x1b[7m" : "") +
+                       fitWidth(text, layout.width) + (layout.colour ? "\x1b[0m" : "") + "\x1b[K";
     writeAll(line.data(), line.size());
 }
 
-// The stop keys: `x` stops the first process of the current order, `X` the
-// first app (every process of it), after asking: y quits it, f force quits
-// it. Not q: a user leaving top by habit must not stop anything.
-std::string stopFromTop(const Snapshot& snapshot, TopSort sort, bool wholeApp, const TopLayout& layout) {
+// The stop keys: `x` stops the selected process, `X` its app (every
+// process of it), after asking: y quits it, f force quits it. Not q: a
+// user leaving top by habit must not stop anything.
+std::string stopFromTop(const Snapshot& snapshot, const ProcessSample* selected, bool wholeApp,
+                        const TopLayout& layout) {
+    if (!selected) return wholeApp ? "No app to stop" : "No process to stop";
     TerminationTarget target;
     std::string what;
     if (wholeApp) {
-        auto apps = snapshot.apps;
-        sortApps(apps, sort);
-        if (apps.empty()) return "No app to stop";
-        termination::App app{apps.front().app.id, {}};
+        termination::App app{selected->app, {}};
+        std::string name = selected->app;
+        for (const auto& a : snapshot.apps) {
+            if (a.app.id == selected->app) name = a.app.name;
+        }
         for (const auto& p : snapshot.processes) {
             if (p.app == app._0) app.pids.push_back(p.pid);
         }
-        what = fmt::format("{} ({} processes)", apps.front().app.name, app.pids.size());
+        what = fmt::format("{} ({} processes)", name, app.pids.size());
         target = std::move(app);
     } else {
-        auto processes = snapshot.processes;
-        sortProcesses(processes, sort);
-        if (processes.empty()) return "No process to stop";
-        what = fmt::format("{} (pid {})", processes.front().name, processes.front().pid);
-        target = termination::Process{processes.front().pid};
+        what = fmt::format("{} (pid {})", selected->name, selected->pid);
+        target = termination::Process{selected->pid};
     }
     drawStatus("Stop " + what + "? y quit, f force quit, any other key cancels", layout);
-    int key = 0;
-    while (key == 0) key = waitForKey(std::chrono::steady_clock::now() + std::chrono::hours(1));
+    Input answer;
+    while (answer.keys.empty() && !answer.ended) {
+        answer = waitForKeys(std::chrono::steady_clock::now() + std::chrono::hours(1));
+    }
+    if (answer.ended || answer.keys.front().kind != TopKey::Kind::character) return "Nothing was stopped";
+    char key = answer.keys.front().character;
     if (key != 'y' && key != 'f') return "Nothing was stopped";
     const auto mode = key == 'f' ? TerminationMode::forceQuit : TerminationMode::quit;
     drawStatus(std::string(key == 'f' ? "Force quitting " : "Quitting ") + what + "…", layout);
@@ -182,9 +191,18 @@ void run(const TopOptions& options) {
     if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO)) {
         throw std::runtime_error("top needs a terminal; `orvantine snapshot` prints to pipes and files");
     }
-    TopSort sort = sortForKey(options.sort.empty() ? 'c' : options.sort[0]).value_or(TopSort::cpu);
+    TopState state;
+    state.sort = sortForKey(options.sort.empty() ? 'c' : options.sort[0]).value_or(TopSort::cpu);
+    const bool colour = TopScreen::usesColour(std::getenv("NO_COLOR"), std::getenv("TERM"), true);
     SamplingSession session({.helper = options.helper});
-    auto builder = session.snapshotBuilder();
+    // The readings pass through a recorder, which keeps each process's
+    // parent, user and executable for the tree, the kernel threads and the
+    // detail panel.
+    auto recorder = std::make_shared<RecordingProcessSource>(session.processSource());
+    auto parts = session.machineParts();
+    parts.processes = recorder;
+    SnapshotBuilder builder(std::move(parts));
+    builder.setPeripherals(session.peripherals());
     auto interval = std::chrono::nanoseconds(std::llround(options.intervalSeconds * 1e9));
 
     // Log lines would land in the middle of the screen: they wait for the
@@ -193,31 +211,74 @@ void run(const TopOptions& options) {
     TerminalSession terminal;
     log.sink().hold(true);
     // The first pass is the baseline; until the second, the frame says so.
-    Snapshot snapshot = builder->build();
+    Snapshot snapshot = builder.build();
+    ProcessFactsByPID facts = recorder->facts();
+    TopHistory history;
     StrainTracker strainTracker;
     auto strain = strainTracker.observe(snapshot);
-    std::string status;  // what the last stop achieved, kept on the bottom line
+    TopScreen screen;
+    TopLayout layout = currentLayout(colour);
+    // The detail panel's command line, read when the panel opens on a
+    // process (the arguments stay as they were at its start, mostly).
+    std::unique_ptr<DevServerPort> detailsPort;
+    std::optional<int32_t> argumentsPID;
+    std::optional<std::vector<std::string>> arguments;
     auto redraw = [&] {
-        draw(snapshot, currentLayout(sort), strain);
-        if (!status.empty()) drawStatus(status, currentLayout(sort));
+        if (state.detail) {
+            auto rows = topRows(snapshot, facts, state);
+            auto pids = topRowPIDs(rows);
+            std::optional<int32_t> pid;
+            if (!pids.empty()) pid = pids[state.selectedIndex(pids)];
+            if (pid != argumentsPID) {
+                if (!detailsPort) detailsPort = session.devServerPort();
+                arguments.reset();
+                if (pid) {
+                    if (auto details = detailsPort->details(*pid)) arguments = details->arguments;
+                }
+                argumentsPID = pid;
+            }
+        }
+        auto bytes = screen.update(
+            topFrame(snapshot, state, layout, {&history, &facts, strain, state.detail ? arguments : std::nullopt}),
+            layout.width);
+        writeAll(bytes.data(), bytes.size());
     };
     redraw();
     auto next = std::chrono::steady_clock::now() + interval;
-    while (true) {
-        int key = waitForKey(next);
-        if (key == 'q' || key == 'Q' || key == -1) break;
-        if (key == 'x' || key == 'X') {
-            status = stopFromTop(snapshot, sort, key == 'X', currentLayout(sort));
-            redraw();
-        } else if (auto chosen = sortForKey(char(key))) {
-            sort = *chosen;
-            redraw();
-        } else if (resized.exchange(false)) {
-            writeAll("\x1b[2J", 4);
+    bool quit = false;
+    while (!quit) {
+        Input input = waitForKeys(next);
+        if (input.ended) break;
+        if (resized.exchange(false)) {
+            layout = currentLayout(colour);
+            screen.invalidate();
             redraw();
         }
+        bool changed = false;
+        for (const TopKey& key : input.keys) {
+            auto rows = topRows(snapshot, facts, state);
+            auto pids = topRowPIDs(rows);
+            switch (state.press(key, pids, std::max<size_t>(layout.height / 2, 1))) {
+                case TopAction::none: break;
+                case TopAction::redraw: changed = true; break;
+                case TopAction::quit: quit = true; break;
+                case TopAction::stopProcess:
+                case TopAction::stopApp: {
+                    const ProcessSample* selected = rows.empty() ? nullptr : rows[state.selectedIndex(pids)].process;
+                    state.message = stopFromTop(snapshot, selected, key.character == 'X', layout);
+                    screen.invalidate();
+                    changed = true;
+                    break;
+                }
+            }
+            if (quit) break;
+        }
+        if (quit) break;
+        if (changed) redraw();
         if (std::chrono::steady_clock::now() >= next) {
-            snapshot = builder->build();
+            snapshot = builder.build();
+            facts = recorder->facts();
+            if (snapshot.interval != Duration::zero()) history.observe(snapshot.system);
             strain = strainTracker.observe(snapshot);
             redraw();
             next += interval;
@@ -229,13 +290,13 @@ void run(const TopOptions& options) {
 
 CommandRegistration registration(6, [](CLI::App& app) {
     auto options = std::make_shared<TopOptions>();
-    auto* command = app.add_subcommand("top", "A live view of apps and processes; c m d n e sort, x/X stop the first process/app, q quits");
+    auto* command = app.add_subcommand("top", "A live view of apps and processes with meters and sparklines; ? lists the keys, q quits");
     command->add_option("--interval", options->intervalSeconds, "Seconds between refreshes")
         ->default_val(1.0)
         ->check(secondsBetween(0.2, 3600.0));
     command->add_option("--sort", options->sort, "Order at start: cpu, memory, disk, network or energy")
         ->default_val("cpu")
-        ->check(CLI::IsMember({"cpu", "memory", "disk", "energy"}));
+        ->check(CLI::IsMember({"cpu", "memory", "disk", "network", "energy"}));
     command->add_flag("--helper", options->helper, "Read processes through the privileged helper when it answers");
     command->callback([options] { run(*options); });
 });

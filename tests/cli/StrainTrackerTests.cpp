@@ -74,7 +74,7 @@ TEST(StrainTracker, SnapshotTextShowsTheMessage) {
 }
 
 TEST(StrainTracker, TopShowsTheMessage) {
-    auto lines = topFrame(at(0, 99), TopLayout{200, 20, TopSort::cpu}, StrainReason::cpu);
+    auto lines = topFrame(at(0, 99), TopState{}, TopLayout{200, 20, false}, TopContext{.strain = StrainReason::cpu});
     bool found = false;
     for (const auto& line : lines) found = found || line.find("Strain: CPU has been above 85% for a minute") != std::string::npos;
     EXPECT_TRUE(found);

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "cli/ProcessFacts.h"
+#include "core/ProcessSource.h"
+
+namespace orv::cli {
+
+// A process source that passes another's readings on and keeps the facts
+// of the last pass that were not carried into the snapshot (parent, user,
+// executable, start), for the live view's tree, filter and detail panel.
+class RecordingProcessSource final : public ProcessSource {
+public:
+    explicit RecordingProcessSource(std::shared_ptr<ProcessSource> inner) : inner_(std::move(inner)) {}
+
+    std::future<std::vector<ProcessReading>> sample() override { return recorded(inner_->sample()); }
+    std::future<std::vector<ProcessReading>> sample(const PidSet& skippingUsageFor) override {
+        return recorded(inner_->sample(skippingUsageFor));
+    }
+
+    // The facts of the last pass that answered; empty before any.
+    ProcessFactsByPID facts() const {
+        std::lock_guard lock(mutex_);
+        return facts_;
+    }
+
+private:
+    // The readings are recorded where they are collected (`get` runs the
+    // deferred step on the caller's thread), so no extra thread is involved.
+    std::future<std::vector<ProcessReading>> recorded(std::future<std::vector<ProcessReading>> readings) {
+        return std::async(std::launch::deferred, [this, readings = std::move(readings)]() mutable {
+            auto result = readings.get();
+            ProcessFactsByPID facts;
+            facts.reserve(result.size());
+            for (const auto& reading : result) facts.emplace(reading.pid, ProcessFacts::of(reading));
+            std::lock_guard lock(mutex_);
+            facts_ = std::move(facts);
+            return result;
+        });
+    }
+
+    std::shared_ptr<ProcessSource> inner_;
+    mutable std::mutex mutex_;
+    ProcessFactsByPID facts_;
+};
+
+}  // namespace orv::cli
