@@ -44,6 +44,8 @@ struct DRMClientUsage {
     // engine called "gpu", or a tiler and a fragment engine) gets its
     // busiest engine of any name.
     uint64_t busyNanoseconds() const;
+
+    friend bool operator==(const DRMClientUsage&, const DRMClientUsage&) = default;
 };
 
 // Per-process GPU time from the DRM clients seen in one walk. A client open

@@ -5,6 +5,7 @@
 namespace orv {
 
 std::optional<double> DRMUtilization::update(std::span<const DRMClientUsage> clients, int64_t nanoseconds) {
+    double interval = previousAt_ && nanoseconds > *previousAt_ ? static_cast<double>(nanoseconds - *previousAt_) : 0;
     std::map<Key, Seen> current;
     std::map<std::string, double, std::less<>> busyNanoseconds;  // by engine
     std::map<std::string, double, std::less<>> cycleShare;        // by engine
@@ -27,13 +28,20 @@ std::optional<double> DRMUtilization::update(std::span<const DRMClientUsage> cli
         }
         for (const auto& [engine, cycles] : client.engineCycles) {
             seen.engineCycles[engine] = cycles;
-            if (!DRMClientUsage::isWorkEngine(engine) || before == previous_.end()) continue;
+            if (!DRMClientUsage::isWorkEngine(engine)) continue;
+            double& integrated = seen.cycleNanoseconds[engine];
+            if (before == previous_.end()) continue;
+            if (auto kept = before->second.cycleNanoseconds.find(engine); kept != before->second.cycleNanoseconds.end()) {
+                integrated = kept->second;
+            }
             auto it = before->second.engineCycles.find(engine);
             if (it == before->second.engineCycles.end()) continue;
             const auto& from = it->second;
             if (cycles.total <= from.total || cycles.busy < from.busy) continue;
-            cycleShare[engine] +=
-                static_cast<double>(cycles.busy - from.busy) / static_cast<double>(cycles.total - from.total);
+            double share =
+                std::min(1.0, static_cast<double>(cycles.busy - from.busy) / static_cast<double>(cycles.total - from.total));
+            cycleShare[engine] += share;
+            integrated += share * interval;
         }
     }
 
@@ -42,11 +50,21 @@ std::optional<double> DRMUtilization::update(std::span<const DRMClientUsage> cli
     previousAt_ = nanoseconds;
     if (!since || nanoseconds <= *since) return std::nullopt;
 
-    double interval = static_cast<double>(nanoseconds - *since);
     double busiest = 0;
     for (const auto& [engine, ns] : busyNanoseconds) busiest = std::max(busiest, ns / interval);
     for (const auto& [engine, share] : cycleShare) busiest = std::max(busiest, share);
     return std::clamp(busiest * 100, 0.0, 100.0);
+}
+
+DRMClientUsage DRMUtilization::withEngineTimes(const DRMClientUsage& client) const {
+    DRMClientUsage out = client;
+    if (!client.clientID) return out;
+    auto it = previous_.find(Key{client.driver, *client.clientID});
+    if (it == previous_.end()) return out;
+    for (const auto& [engine, ns] : it->second.cycleNanoseconds) {
+        out.engineNanoseconds.try_emplace(engine, static_cast<uint64_t>(ns));
+    }
+    return out;
 }
 
 }  // namespace orv

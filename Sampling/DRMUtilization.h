@@ -28,11 +28,17 @@ public:
     // baseline; otherwise 0 to 100.
     std::optional<double> update(std::span<const DRMClientUsage> clients, int64_t nanoseconds);
 
+    // A client that counts cycles only (xe) with engine times filled in:
+    // each interval's share of the engine's clock times the interval,
+    // summed since the client was first seen. Other clients as they are.
+    DRMClientUsage withEngineTimes(const DRMClientUsage& client) const;
+
 private:
     using Key = std::pair<std::string, uint64_t>;  // driver and client id
     struct Seen {
         std::map<std::string, uint64_t, std::less<>> engineNanoseconds;
         std::map<std::string, DRMClientUsage::Cycles, std::less<>> engineCycles;
+        std::map<std::string, double, std::less<>> cycleNanoseconds;  // integrated from the cycles
     };
 
     std::optional<int64_t> previousAt_;

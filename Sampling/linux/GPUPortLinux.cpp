@@ -149,9 +149,17 @@ public:
             return out;
         }
         if (!DRMClientScan::hasRenderDevice(root_)) return out;
-        for (const auto& [pid, ns] : DRMClientScan::processNanoseconds(scan(forTimes), held_->pciAddress)) {
-            out.push_back(client(pid, ns));
+        const auto& clients = scan(forTimes);
+        std::map<int32_t, uint64_t> times;
+        if (held_->kind == Kind::intel) {
+            // xe counts cycles, not time: its clients' times come from the load's integration.
+            std::vector<DRMClientScan::Client> timed;
+            for (const auto& c : clients) timed.push_back({c.pid, held_->load.withEngineTimes(c.usage)});
+            times = DRMClientScan::processNanoseconds(timed, held_->pciAddress);
+        } else {
+            times = DRMClientScan::processNanoseconds(clients, held_->pciAddress);
         }
+        for (const auto& [pid, ns] : times) out.push_back(client(pid, ns));
         return out;
     }
 

@@ -81,6 +81,20 @@ TEST(DRMUtilization, XeBusyCyclesAgainstTheirClockAndOnlyRenderCounts) {
     EXPECT_DOUBLE_EQ(*load.update(second, 100 * ms), 25.0);
 }
 
+TEST(DRMUtilization, XeClientsGetEngineTimesIntegratedFromTheirCycles) {
+    DRMUtilization load;
+    std::vector<DRMClientUsage> first{xe(1, 1000, 10'000)};
+    load.update(first, 0);
+    EXPECT_EQ(load.withEngineTimes(first[0]).busyNanoseconds(), 0u);
+    std::vector<DRMClientUsage> second{xe(1, 3000, 20'000)};  // 20 % of 100 ms
+    load.update(second, 100 * ms);
+    std::vector<DRMClientUsage> third{xe(1, 8000, 30'000)};  // 50 % of 200 ms
+    load.update(third, 300 * ms);
+    EXPECT_EQ(load.withEngineTimes(third[0]).busyNanoseconds(), 120'000'000u);
+    auto i915Client = i915(7, 5 * ms);
+    EXPECT_EQ(load.withEngineTimes(i915Client), i915Client);
+}
+
 TEST(DRMUtilization, CountersThatWentBackwardsCountNothing) {
     DRMUtilization load;
     std::vector<DRMClientUsage> first{i915(1, 90 * ms), xe(2, 5000, 10'000)};

@@ -259,6 +259,8 @@ TEST(GPUPortLinux, AnXeCardsLoadIsItsClientsShareOfRenderCycles) {
     dir.write("proc/100/fdinfo/3", xe(46'000, 200'000));
     now += 500'000'000;
     EXPECT_DOUBLE_EQ(sampler.stats()->utilizationPercent, 45.0);
+    // 45 % of half a second.
+    EXPECT_EQ(sampler.processGPUTimes(), (std::map<int32_t, uint64_t>{{100, 225'000'000}}));
 }
 
 TEST(GPUPortLinux, AnAmdgpuCardWinsOverAnIntelOne) {
