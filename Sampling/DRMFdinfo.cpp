@@ -40,9 +40,13 @@ std::optional<DRMClientUsage> DRMClientUsage::decode(std::string_view text) {
         } else if (key == "drm-client-id") {
             usage.clientID = unsignedValue(value);
         } else if (key.starts_with(enginePrefix) && !key.starts_with(capacityPrefix)) {
-            if (auto ns = unsignedValue(value)) usage.engineNanoseconds[std::string(key.substr(enginePrefix.size()))] = *ns;
+            if (auto ns = unsignedValue(value)) {
+                usage.engineNanoseconds[std::string(key.substr(enginePrefix.size()))] = *ns;
+            }
         } else if (key.starts_with(cyclesPrefix)) {
-            if (auto n = unsignedValue(value)) usage.engineCycles[std::string(key.substr(cyclesPrefix.size()))].busy = *n;
+            if (auto n = unsignedValue(value)) {
+                usage.engineCycles[std::string(key.substr(cyclesPrefix.size()))].busy = *n;
+            }
         } else if (key.starts_with(totalCyclesPrefix)) {
             if (auto n = unsignedValue(value)) {
                 usage.engineCycles[std::string(key.substr(totalCyclesPrefix.size()))].total = *n;

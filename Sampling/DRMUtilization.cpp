@@ -31,15 +31,14 @@ std::optional<double> DRMUtilization::update(std::span<const DRMClientUsage> cli
             if (!DRMClientUsage::isWorkEngine(engine)) continue;
             double& integrated = seen.cycleNanoseconds[engine];
             if (before == previous_.end()) continue;
-            if (auto kept = before->second.cycleNanoseconds.find(engine); kept != before->second.cycleNanoseconds.end()) {
-                integrated = kept->second;
-            }
+            const auto& kept = before->second.cycleNanoseconds;
+            if (auto k = kept.find(engine); k != kept.end()) integrated = k->second;
             auto it = before->second.engineCycles.find(engine);
             if (it == before->second.engineCycles.end()) continue;
             const auto& from = it->second;
             if (cycles.total <= from.total || cycles.busy < from.busy) continue;
-            double share =
-                std::min(1.0, static_cast<double>(cycles.busy - from.busy) / static_cast<double>(cycles.total - from.total));
+            double share = std::min(
+                1.0, static_cast<double>(cycles.busy - from.busy) / static_cast<double>(cycles.total - from.total));
             cycleShare[engine] += share;
             integrated += share * interval;
         }

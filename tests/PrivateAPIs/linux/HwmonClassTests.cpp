@@ -54,7 +54,8 @@ TEST(HwmonClass, TwoChipsOfOneNameAreToldApartByTheirDevices) {
            {{"name", "nvme"}, {"temp1_input", "38850"}, {"temp1_label", "Composite"}});
     chipOf(dir, "hwmon2", "pci0000:00/0000:00:1c.4/0000:3e:00.0/nvme/nvme1",
            {{"name", "nvme"}, {"temp1_input", "44850"}, {"temp1_label", "Composite"}});
-    chipOf(dir, "hwmon3", "platform/coretemp.0", {{"name", "coretemp"}, {"temp1_input", "50000"}, {"temp1_label", "Core 0"}});
+    chipOf(dir, "hwmon3", "platform/coretemp.0",
+           {{"name", "coretemp"}, {"temp1_input", "50000"}, {"temp1_label", "Core 0"}});
     EXPECT_EQ(hwmonTemperatures(dir.path(), "", 64),
               (HIDTemperatures::Readings{{"nvme Composite (nvme0)", 38.85},
                                          {"nvme Composite (nvme1)", 44.85},

@@ -48,7 +48,9 @@ std::optional<double> number(const fs::path& file) {
 std::vector<fs::path> entries(const fs::path& folder) {
     std::vector<fs::path> out;
     std::error_code error;
-    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) out.push_back(it->path());
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        out.push_back(it->path());
+    }
     return out;
 }
 
@@ -95,8 +97,8 @@ bool temperaturesAgree(const fs::path& root) {
     }
     // Sensors move between the two reads; a couple of degrees is the same reading.
     for (double celsius : ours) {
-        auto closest = std::min_element(expected.begin(), expected.end(),
-                                        [&](double a, double b) { return std::fabs(a - celsius) < std::fabs(b - celsius); });
+        auto nearer = [&](double a, double b) { return std::fabs(a - celsius) < std::fabs(b - celsius); };
+        auto closest = std::min_element(expected.begin(), expected.end(), nearer);
         EXPECT_NEAR(*closest, celsius, 2.0);
     }
     return true;
