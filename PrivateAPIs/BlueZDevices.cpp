@@ -49,16 +49,34 @@ std::vector<BluetoothBatteries::Reading> readings(std::span<const BlueZDevice> d
         const std::string* scope = AttributeText::textAt(entry.attributes, "scope");
         if (scope == nullptr || *scope != "Device") continue;
         auto address = addressInName(entry.name);
-        if (!address || seen.contains(*address)) continue;
-        const std::string* model = AttributeText::textAt(entry.attributes, "model_name");
-        auto nameOrAddress = model != nullptr && !model->empty() ? std::optional(*model) : address;
+        if (address && seen.contains(*address)) continue;
+        auto text = [&](std::string_view key) -> std::optional<std::string> {
+            const std::string* value = AttributeText::textAt(entry.attributes, key);
+            if (value == nullptr || value->empty()) return std::nullopt;
+            return *value;
+        };
+        auto id = address ? address : text("serial_number") ? text("serial_number") : std::optional(entry.name);
+        auto model = text("model_name");
+        auto nameOrAddress = model ? model : address ? address : std::optional(entry.name);
         auto level = AttributeText::integerAt(entry.attributes, "capacity");
-        auto reading = BluetoothBatteries::reading(address, nameOrAddress, {level, {}, {}, {}});
+        if (!level) {
+            if (auto named = text("capacity_level")) level = percentOfLevel(*named);
+        }
+        auto reading = BluetoothBatteries::reading(id, nameOrAddress, {level, {}, {}, {}});
         if (!reading) continue;
-        seen.insert(*address);
+        if (address) seen.insert(*address);
         out.push_back(std::move(*reading));
     }
     return out;
+}
+
+std::optional<int64_t> percentOfLevel(std::string_view level) {
+    if (level == "Full") return 100;
+    if (level == "High") return 70;
+    if (level == "Normal") return 55;
+    if (level == "Low") return 10;
+    if (level == "Critical") return 5;
+    return std::nullopt;
 }
 
 }  // namespace orv::BlueZDevices

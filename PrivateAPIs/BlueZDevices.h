@@ -24,10 +24,20 @@ struct BlueZDevice {
 };
 
 // Linux readings: connected BlueZ devices with a battery, then the kernel's
-// HID batteries (power_supply entries of scope Device named after a
-// Bluetooth address) for addresses BlueZ did not report: one reading per
-// address, levels 1 to 100 only.
+// peripheral batteries (power_supply entries of scope Device), as upower
+// lists them:
+// - those named after a Bluetooth address, for addresses BlueZ did not
+//   report, one reading per address;
+// - those without one (a Logitech receiver's "hidpp_battery_N", a USB HID
+//   device's), known by their "serial_number", else by the entry's name,
+//   and named by their "model_name", else by the entry's name.
+// A level is "capacity", else "capacity_level" read as upower reads it;
+// levels 1 to 100 only.
 namespace BlueZDevices {
+
+// upower's percent for a "capacity_level": Full 100, High 70, Normal 55,
+// Low 10, Critical 5; absent for "Unknown" and anything else.
+std::optional<int64_t> percentOfLevel(std::string_view level);
 
 std::vector<BluetoothBatteries::Reading> readings(std::span<const BlueZDevice> devices,
                                                   std::span<const PowerSupplyEntry> powerSupplies);

@@ -28,7 +28,41 @@ std::string attributeName(std::string_view kind, int64_t n, std::string_view ite
     return std::string(kind) + std::to_string(n) + "_" + std::string(item);
 }
 
+// The N of "<kind>N_<item>", when `attribute` has that form.
+bool hasIndexedForm(std::string_view attribute, std::string_view kind, std::string_view item) {
+    if (!attribute.starts_with(kind) || !attribute.ends_with(item)) return false;
+    if (attribute.size() <= kind.size() + item.size() + 1) return false;
+    std::string_view middle = attribute.substr(kind.size(), attribute.size() - kind.size() - item.size());
+    if (!middle.ends_with('_')) return false;
+    return TextDecoding::parseNumber<int64_t>(middle.substr(0, middle.size() - 1)).has_value();
+}
+
 }  // namespace
+
+bool isRead(std::string_view attribute) {
+    if (attribute == "name") return true;
+    return hasIndexedForm(attribute, "temp", "input") || hasIndexedForm(attribute, "temp", "label") ||
+           hasIndexedForm(attribute, "fan", "input") || hasIndexedForm(attribute, "fan", "min") ||
+           hasIndexedForm(attribute, "fan", "max");
+}
+
+std::vector<Temperature> temperatures(std::span<const HwmonChip> chips) {
+    std::map<std::string, int> chipsByName;
+    for (const auto& chip : chips) {
+        const std::string* name = AttributeText::textAt(chip.attributes, "name");
+        ++chipsByName[name != nullptr ? *name : std::string("hwmon")];
+    }
+    std::vector<Temperature> out;
+    for (const auto& chip : chips) {
+        const std::string* name = AttributeText::textAt(chip.attributes, "name");
+        bool shared = chipsByName[name != nullptr ? *name : std::string("hwmon")] > 1;
+        for (auto& t : temperatures(chip)) {
+            if (shared && !chip.device.empty()) t.name += " (" + chip.device + ")";
+            out.push_back(std::move(t));
+        }
+    }
+    return out;
+}
 
 std::vector<Temperature> temperatures(const HwmonChip& chip) {
     std::vector<Temperature> out;

@@ -11,10 +11,15 @@ bool GPUSampler::holdDevice() {
     if (port_->holdsDevice()) return true;
     auto device = port_->holdDevice();
     if (!device) {
-        static const Logger logger("app.orvantine.sampling", "sampling");
-        logger.info(noDeviceMessage);
+        auto notice = port_->noDeviceNotice();
+        if (notice.everyAttempt || !toldNoDevice_) {
+            static const Logger logger("app.orvantine.sampling", "sampling");
+            logger.info(notice.message);
+            toldNoDevice_ = true;
+        }
         return false;
     }
+    toldNoDevice_ = false;
     name_ = device->model.value_or("GPU");
     return true;
 }

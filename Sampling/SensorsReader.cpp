@@ -1,14 +1,12 @@
 #include "Sampling/SensorsReader.h"
 
-#include "PrivateAPIs/HIDTemperatures.h"
-#include "Sampling/FanReader.h"
 #include "Sampling/SensorStatsMath.h"
 
 namespace orv::SensorsReader {
 
 std::optional<SensorStats> sample(std::span<const BluetoothBatteries::Reading> bluetooth) {
-    auto temperatures = HIDTemperatures::read(SensorStatsMath::temperaturePrefix, SensorStatsMath::temperatureLimit);
-    return SensorStatsMath::stats(temperatures, FanReader::readings(), bluetooth);
+    auto hardware = readHardware();
+    return SensorStatsMath::stats(hardware.temperatures, std::move(hardware.fans), bluetooth);
 }
 
 }  // namespace orv::SensorsReader

@@ -87,7 +87,12 @@ void SnapshotBuilder::setPeripherals(std::vector<BluetoothBatteries::Reading> re
     peripherals_ = std::move(readings);
 }
 
+void SnapshotBuilder::setPeripheralSource(std::function<std::vector<BluetoothBatteries::Reading>()> source) {
+    peripheralSource_ = std::move(source);
+}
+
 Snapshot SnapshotBuilder::build() {
+    if (peripheralSource_) setPeripherals(peripheralSource_());
     // The source runs on the executor (the helper's client finishes there
     // too), so it is awaited here, off it; the rest runs there in one job.
     std::vector<ProcessReading> readings = parts_.processes->sample().get();

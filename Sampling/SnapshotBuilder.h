@@ -86,6 +86,10 @@ public:
     // The peripherals' battery readings for the sensors part; on macOS they
     // must be read on the main thread, so the caller passes them in.
     void setPeripherals(std::vector<BluetoothBatteries::Reading> readings);
+    // Or where to get them on every `build`, asked on the calling thread
+    // (the main thread, for macOS); the source decides when to read afresh
+    // (PeripheralBatteries: once a minute).
+    void setPeripheralSource(std::function<std::vector<BluetoothBatteries::Reading>()> source);
 
 private:
     struct Latest;
@@ -112,6 +116,7 @@ private:
     std::optional<ContinuousClock::Instant> previousAt_;
     mutable std::mutex peripheralsMutex_;
     std::vector<BluetoothBatteries::Reading> peripherals_;
+    std::function<std::vector<BluetoothBatteries::Reading>()> peripheralSource_;  // called on build's thread only
 };
 
 }  // namespace orv

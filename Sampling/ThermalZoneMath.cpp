@@ -4,9 +4,16 @@
 
 namespace orv::ThermalZoneMath {
 
+bool throttlesProcessors(std::string_view type) {
+    return type == "Processor" || type == "intel_powerclamp" || type.starts_with("cpufreq-") ||
+           type.starts_with("idle-");
+}
+
 ThermalZone zone(const AttributeText::Attributes& attributes) {
     ThermalZone out;
     out.temperature = AttributeText::integerAt(attributes, "temp");
+    const std::string* mode = AttributeText::textAt(attributes, "mode");
+    out.enabled = mode == nullptr || AttributeText::trimmed(*mode) != "disabled";
     constexpr std::string_view prefix = "trip_point_";
     constexpr std::string_view typeSuffix = "_type";
     for (const auto& [name, value] : attributes) {
@@ -20,10 +27,10 @@ ThermalZone zone(const AttributeText::Attributes& attributes) {
     return out;
 }
 
-ThermalPressure pressure(std::span<const ThermalZone> zones, bool coolingDeviceActive) {
-    ThermalPressure level = coolingDeviceActive ? ThermalPressure::fair : ThermalPressure::nominal;
+ThermalPressure pressure(std::span<const ThermalZone> zones, bool throttling) {
+    ThermalPressure level = throttling ? ThermalPressure::fair : ThermalPressure::nominal;
     for (const ThermalZone& z : zones) {
-        if (!z.temperature) continue;
+        if (!z.temperature || !z.enabled) continue;
         for (const auto& trip : z.tripPoints) {
             // A trip at or below 0 m°C is a placeholder some firmware leaves.
             if (trip.temperature <= 0 || *z.temperature < trip.temperature) continue;

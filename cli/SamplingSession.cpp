@@ -78,14 +78,12 @@ SnapshotBuilder::Parts SamplingSession::machineParts() {
     return parts;
 }
 
-const std::vector<BluetoothBatteries::Reading>& SamplingSession::peripherals() {
-    if (!peripherals_) peripherals_ = BluetoothBatteries::readings();
-    return *peripherals_;
-}
+std::vector<BluetoothBatteries::Reading> SamplingSession::peripherals() { return peripherals_->current(); }
 
 std::unique_ptr<SnapshotBuilder> SamplingSession::snapshotBuilder() {
     auto builder = std::make_unique<SnapshotBuilder>(machineParts(), SamplingExecutor::shared());
-    builder->setPeripherals(peripherals());
+    // Shared, so that the builder may outlive the session.
+    builder->setPeripheralSource([peripherals = peripherals_] { return peripherals->current(); });
     return builder;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "PrivateAPIs/BluetoothBatteries.h"
+#include "Sampling/PeripheralBatteries.h"
 #include "Sampling/DevServerPort.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "core/LogSink.h"
@@ -58,11 +59,12 @@ public:
     // readers, the uptime, the app classifier and the energy model. A new
     // set on every call, owned by the caller.
     SnapshotBuilder::Parts machineParts();
-    // The Bluetooth peripherals' batteries for the sensors part, read once,
-    // on the thread that first asks (the main thread: macOS reads them
-    // there only).
-    const std::vector<BluetoothBatteries::Reading>& peripherals();
-    // A snapshot builder over `machineParts()` and `peripherals()`.
+    // The Bluetooth peripherals' batteries for the sensors part, read on
+    // the thread that asks (the main thread: macOS reads them there only)
+    // when first asked and again once a minute.
+    std::vector<BluetoothBatteries::Reading> peripherals();
+    // A snapshot builder over `machineParts()` and `peripherals()`, which it
+    // asks on every build.
     std::unique_ptr<SnapshotBuilder> snapshotBuilder();
 
     // The listening sockets and their owners: through the privileged
@@ -81,7 +83,7 @@ private:
     std::shared_ptr<ProcessSampler> local_;
     std::shared_ptr<HelperProcessSource> helper_;
     std::shared_ptr<LogSink> previousSink_;  // set while the helper is kept quiet
-    std::optional<std::vector<BluetoothBatteries::Reading>> peripherals_;
+    std::shared_ptr<PeripheralBatteries> peripherals_ = std::make_shared<PeripheralBatteries>();
 };
 
 }  // namespace orv::cli

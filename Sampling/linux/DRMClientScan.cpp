@@ -5,7 +5,6 @@
 #include <string>
 
 #include "PrivateAPIs/linux/AttributeDirectory.h"
-#include "Sampling/DRMFdinfo.h"
 #include "core/TextDecoding.h"
 
 namespace orv::DRMClientScan {
@@ -35,11 +34,9 @@ bool hasRenderDevice(const std::filesystem::path& root) {
     return false;
 }
 
-std::map<int32_t, uint64_t> processNanoseconds(const std::filesystem::path& root) {
-    DRMClientTally tally;
+std::vector<Client> clients(const std::filesystem::path& root) {
+    std::vector<Client> out;
     std::error_code error;
-    // Ascending pids, so that a client shared by a parent and its children
-    // is counted for the parent, whatever order the folder lists them in.
     std::map<int32_t, std::filesystem::path> processes;
     for (std::filesystem::directory_iterator it(root / "proc", error), end; !error && it != end; it.increment(error)) {
         if (auto pid = pidOf(it->path().filename().string())) processes.emplace(*pid, it->path());
@@ -52,10 +49,22 @@ std::map<int32_t, uint64_t> processNanoseconds(const std::filesystem::path& root
             if (!leadsToDRM(fd->path())) continue;
             auto text = AttributeDirectory::read(folder / "fdinfo" / fd->path().filename());
             if (!text) continue;
-            if (auto usage = DRMClientUsage::decode(*text)) tally.add(pid, *usage);
+            if (auto usage = DRMClientUsage::decode(*text)) out.push_back({pid, std::move(*usage)});
         }
     }
+    return out;
+}
+
+std::map<int32_t, uint64_t> processNanoseconds(std::span<const Client> clients,
+                                               const std::optional<std::string>& device) {
+    DRMClientTally tally(device);
+    for (const Client& client : clients) tally.add(client.pid, client.usage);
     return tally.totals();
+}
+
+std::map<int32_t, uint64_t> processNanoseconds(const std::filesystem::path& root,
+                                               const std::optional<std::string>& device) {
+    return processNanoseconds(clients(root), device);
 }
 
 }  // namespace orv::DRMClientScan

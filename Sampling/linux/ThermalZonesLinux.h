@@ -7,7 +7,9 @@
 namespace orv {
 
 // The pressure level of the zones and cooling devices below
-// <root>/sys/class/thermal (see ThermalZoneMath for the mapping).
+// <root>/sys/class/thermal (see ThermalZoneMath for the mapping): every
+// zone's attributes, and the state of the processor throttling devices
+// only (a device's type is read first).
 ThermalPressure thermalPressure(const std::filesystem::path& root);
 
 }  // namespace orv

@@ -166,9 +166,40 @@ TEST(BlueZDevices, KernelHIDBatteriesFillInAddressesBlueZDidNotReport) {
         {"hid-0003:046D:C52B.0003-battery", {{"type", "Battery"}, {"scope", "Device"}, {"capacity", "50"}}},
     };
     auto readings = BlueZDevices::readings(devices, supplies);
-    ASSERT_EQ(readings.size(), 2u);
+    ASSERT_EQ(readings.size(), 3u);
     EXPECT_EQ(readings[0].single, 70);  // BlueZ's, not the kernel's 71
     EXPECT_EQ(readings[1], (Reading{"AA:BB:CC:DD:EE:02", "Magic Keyboard", 33, {}, {}, {}, {}, {}}));
+    // A USB receiver's device has no address: it is known by its entry's name.
+    EXPECT_EQ(readings[2], (Reading{"hid-0003:046D:C52B.0003-battery", "hid-0003:046D:C52B.0003-battery", 50, {}, {},
+                                    {}, {}, {}}));
+}
+
+TEST(BlueZDevices, ReceiverBatteriesWithoutAnAddressAreListedAsUpowerListsThem) {
+    std::vector<PowerSupplyEntry> supplies{
+        {"hidpp_battery_0",
+         {{"type", "Battery"}, {"scope", "Device"}, {"model_name", "MX Master 3"},
+          {"serial_number", "4082-3f-a1-b2-c3"}, {"capacity_level", "High"}, {"status", "Discharging"}}},
+        {"hidpp_battery_1",
+         {{"type", "Battery"}, {"scope", "Device"}, {"model_name", "Wireless Keyboard K270"}, {"capacity", "55"}}},
+        {"hidpp_battery_2", {{"type", "Battery"}, {"scope", "Device"}, {"capacity_level", "Unknown"}}},
+        {"hidpp_battery_3", {{"type", "Battery"}, {"scope", "Device"}, {"capacity_level", "Critical"}}},
+    };
+    auto readings = BlueZDevices::readings({}, supplies);
+    ASSERT_EQ(readings.size(), 3u);
+    // upower's levels for a battery that reports only a level: High 70, Critical 5.
+    EXPECT_EQ(readings[0], (Reading{"4082-3f-a1-b2-c3", "MX Master 3", 70, {}, {}, {}, {}, {}}));
+    EXPECT_EQ(readings[1], (Reading{"hidpp_battery_1", "Wireless Keyboard K270", 55, {}, {}, {}, {}, {}}));
+    EXPECT_EQ(readings[2], (Reading{"hidpp_battery_3", "hidpp_battery_3", 5, {}, {}, {}, {}, {}}));
+}
+
+TEST(BlueZDevices, LevelsOfAReportedLevelFollowUpower) {
+    EXPECT_EQ(BlueZDevices::percentOfLevel("Full"), 100);
+    EXPECT_EQ(BlueZDevices::percentOfLevel("High"), 70);
+    EXPECT_EQ(BlueZDevices::percentOfLevel("Normal"), 55);
+    EXPECT_EQ(BlueZDevices::percentOfLevel("Low"), 10);
+    EXPECT_EQ(BlueZDevices::percentOfLevel("Critical"), 5);
+    EXPECT_EQ(BlueZDevices::percentOfLevel("Unknown"), std::nullopt);
+    EXPECT_EQ(BlueZDevices::percentOfLevel(""), std::nullopt);
 }
 
 TEST(BlueZDevices, AddressInAPowerSupplyName) {

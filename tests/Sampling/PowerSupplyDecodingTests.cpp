@@ -77,6 +77,40 @@ TEST(PowerSupplyDecoding, CurrentSignFollowsTheStatusNotTheDriver) {
     EXPECT_EQ(discharging.at("Amperage"), PropertyValue(int64_t{-2000}));
 }
 
+TEST(PowerSupplyDecoding, ACycleCountOfZeroIsLeftOut) {
+    auto s = PowerSupplyDecoding::smartBattery(battery({{"cycle_count", "0"}}));
+    EXPECT_FALSE(s.contains("CycleCount"));
+}
+
+TEST(PowerSupplyDecoding, TwoChargePacksAreCombinedInEnergyAtTheirDesignVoltages) {
+    // 2 Ah of 4 Ah at 7.4 V and 1 Ah of 2 Ah at 14.8 V: 29.6 Wh of 59.2 Wh.
+    std::vector<PowerSupplyEntry> packs{
+        {"BAT0", {{"type", "Battery"}, {"status", "Discharging"}, {"charge_now", "2000000"},
+                  {"charge_full", "4000000"}, {"charge_full_design", "4000000"}, {"voltage_min_design", "7400000"},
+                  {"voltage_now", "7600000"}, {"current_now", "1000000"}, {"cycle_count", "12"}}},
+        {"BAT1", {{"type", "Battery"}, {"status", "Unknown"}, {"charge_now", "1000000"}, {"charge_full", "2000000"},
+                  {"charge_full_design", "2500000"}, {"voltage_min_design", "14800000"},
+                  {"voltage_now", "15000000"}, {"cycle_count", "30"}}}};
+    auto d = PowerSupplyDecoding::description(packs, false);
+    auto stats = BatteryMath::stats(PropertyValue(d), nullptr);
+    ASSERT_TRUE(stats);
+    EXPECT_NEAR(stats->percent, 50.0, 1e-9);
+    // 29.6 Wh at 7.6 W (1 A at 7.6 V).
+    EXPECT_EQ(d.at("Time to Empty"), PropertyValue(int64_t{234}));
+    auto s = PowerSupplyDecoding::smartBattery(packs);
+    EXPECT_EQ(s.at("CycleCount"), PropertyValue(int64_t{30}));
+    EXPECT_EQ(s.at("NominalChargeCapacity"), PropertyValue(int64_t{59200}));
+    EXPECT_EQ(s.at("DesignCapacity"), PropertyValue(int64_t{66600}));
+}
+
+TEST(PowerSupplyDecoding, PacksWithoutEnergyFiguresAverageTheirLevels) {
+    std::vector<PowerSupplyEntry> packs{{"BAT0", {{"type", "Battery"}, {"capacity", "80"}}},
+                                        {"BAT1", {{"type", "Battery"}, {"capacity", "40"}}}};
+    auto stats = BatteryMath::stats(PropertyValue(PowerSupplyDecoding::description(packs, true)), nullptr);
+    ASSERT_TRUE(stats);
+    EXPECT_NEAR(stats->percent, 60.0, 1e-9);
+}
+
 TEST(PowerSupplyDecoding, GarbageAttributesAreLeftOut) {
     auto e = battery({{"capacity", "lots"}, {"cycle_count", ""}, {"voltage_now", "12V"}});
     auto d = PowerSupplyDecoding::description(e, false);

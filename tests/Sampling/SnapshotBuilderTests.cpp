@@ -89,6 +89,7 @@ protected:
     bool measuresEnergy = true;
     bool withBattery = false;
     std::shared_ptr<FakeProcessNetwork> network;
+    std::function<std::optional<SensorStats>(std::span<const BluetoothBatteries::Reading>)> sensors;
 
     std::unique_ptr<SnapshotBuilder> make() {
         SnapshotBuilder::Parts parts;
@@ -103,6 +104,7 @@ protected:
             return b;
         };
         parts.thermal = [] { return ThermalPressure::serious; };
+        parts.sensors = sensors;
         parts.classifier = std::make_unique<FakeClassifier>();
         parts.energy = EnergyCoefficients::builtIn;
         parts.coreCount = 2;
@@ -129,6 +131,33 @@ TEST_F(SnapshotBuilderTest, TheFirstSnapshotHasNoBaselineAndNoRates) {
     ASSERT_EQ(first.processes.size(), 1u);
     EXPECT_EQ(first.processes[0].cpuPercent, 0);
     EXPECT_EQ(first.processes[0].energyImpact, std::nullopt);
+}
+
+TEST_F(SnapshotBuilderTest, APeripheralSourceIsAskedOnEveryBuild) {
+    sensors = [](std::span<const BluetoothBatteries::Reading> bluetooth) {
+        SensorStats stats;
+        for (const auto& r : bluetooth) {
+            stats.peripherals.push_back({r.address, r.name, PeripheralBattery::Kind::mouse, double(*r.single)});
+        }
+        return std::optional<SensorStats>(stats);
+    };
+    auto builder = make();
+    int asked = 0;
+    builder->setPeripheralSource([&] {
+        ++asked;
+        BluetoothBatteries::Reading r;
+        r.address = "AA:BB:CC:DD:EE:FF";
+        r.name = "Mouse";
+        r.single = 90 - asked;
+        return std::vector<BluetoothBatteries::Reading>{r};
+    });
+    builder->build();
+    advance(1000);
+    auto second = builder->build();
+    EXPECT_EQ(asked, 2);
+    ASSERT_TRUE(second.system.sensors);
+    ASSERT_EQ(second.system.sensors->peripherals.size(), 1u);
+    EXPECT_EQ(second.system.sensors->peripherals[0].percent, 88);
 }
 
 TEST_F(SnapshotBuilderTest, TheSecondSnapshotMeasuresRatesOverTheClocksInterval) {

@@ -35,7 +35,25 @@ TEST(ThermalZoneMath, EachTripPointTypeGivesItsLevel) {
     EXPECT_EQ(at(110000), ThermalPressure::critical);
 }
 
-TEST(ThermalZoneMath, ARunningCoolingDeviceIsFair) {
+TEST(ThermalZoneMath, OnlyProcessorThrottlingDeviceTypesCount) {
+    for (const char* type : {"Processor", "intel_powerclamp", "cpufreq-cpu0", "cpufreq-policy4", "idle-cpu1"}) {
+        EXPECT_TRUE(ThermalZoneMath::throttlesProcessors(type)) << type;
+    }
+    for (const char* type : {"Fan", "TCC Offset", "thermal-devfreq-0", "LCD", "intel_pch_thermal", "processor"}) {
+        EXPECT_FALSE(ThermalZoneMath::throttlesProcessors(type)) << type;
+    }
+}
+
+TEST(ThermalZoneMath, ADisabledZoneIsIgnored) {
+    AttributeText::Attributes a{{"temp", "99000"}, {"mode", "disabled"}, {"trip_point_0_type", "critical"},
+                                {"trip_point_0_temp", "95000"}};
+    auto z = ThermalZoneMath::zone(a);
+    EXPECT_FALSE(z.enabled);
+    std::vector<ThermalZone> zones{z};
+    EXPECT_EQ(ThermalZoneMath::pressure(zones, false), ThermalPressure::nominal);
+}
+
+TEST(ThermalZoneMath, AnEngagedThrottlingDeviceIsFair) {
     std::vector<ThermalZone> zones{zoneAt(30000, laptopTrips)};
     EXPECT_EQ(ThermalZoneMath::pressure(zones, true), ThermalPressure::fair);
     EXPECT_EQ(ThermalZoneMath::pressure({}, false), ThermalPressure::nominal);

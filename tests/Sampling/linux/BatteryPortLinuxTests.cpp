@@ -113,6 +113,79 @@ TEST(BatteryPortLinux, HealthIsCachedForFiveMinutesWhileCurrentIsNot) {
     EXPECT_EQ(sampler.sample()->cycleCount, 144);
 }
 
+TEST(BatteryPortLinux, ACycleCountOfZeroIsUnknown) {
+    TempDir dir;
+    energyBattery(dir, "Discharging");
+    supply(dir, "BAT0", {{"cycle_count", "0"}});
+    BatterySampler sampler(makeBatteryPort(dir.path()));
+    auto stats = sampler.sample();
+    ASSERT_TRUE(stats);
+    EXPECT_FALSE(stats->cycleCount);
+    EXPECT_TRUE(stats->maxCapacityPercent);
+}
+
+// A ThinkPad with an internal and a removable pack, on battery: BAT0 idle
+// and full, BAT1 discharging.
+void twoBatteries(const TempDir& dir) {
+    supply(dir, "AC", {{"type", "Mains"}, {"online", "0"}});
+    supply(dir, "BAT0", {{"type", "Battery"}, {"present", "1"}, {"status", "Not charging"}, {"capacity", "100"},
+                         {"energy_now", "23000000"}, {"energy_full", "23000000"}, {"energy_full_design", "23200000"},
+                         {"power_now", "0"}, {"voltage_now", "12900000"}, {"cycle_count", "210"}});
+    supply(dir, "BAT1", {{"type", "Battery"}, {"present", "1"}, {"status", "Discharging"}, {"capacity", "50"},
+                         {"energy_now", "11000000"}, {"energy_full", "22000000"}, {"energy_full_design", "26800000"},
+                         {"power_now", "8500000"}, {"voltage_now", "11100000"}, {"cycle_count", "0"}});
+}
+
+TEST(BatteryPortLinux, TwoBatteriesAreCombinedAsUpowerDoes) {
+    TempDir dir;
+    twoBatteries(dir);
+    BatterySampler sampler(makeBatteryPort(dir.path()));
+    auto stats = sampler.sample();
+    ASSERT_TRUE(stats);
+    // 34 Wh of 45 Wh, drawn at 8.5 W: 75.6 % and 4 h.
+    EXPECT_NEAR(stats->percent, 34.0 / 45.0 * 100, 1e-9);
+    EXPECT_FALSE(stats->isCharging);
+    EXPECT_EQ(stats->source, BatteryStats::PowerSource::battery);
+    EXPECT_EQ(stats->timeRemaining, Duration::seconds(240 * 60));
+    EXPECT_NEAR(*stats->maxCapacityPercent, 45.0 / 50.0 * 100, 0.01);
+    EXPECT_NEAR(*stats->powerDrawWatts, 8.5, 0.01);
+    EXPECT_EQ(stats->cycleCount, 210);  // BAT1's 0 is unknown
+}
+
+TEST(BatteryPortLinux, TwoChargingBatteriesSumTheirRates) {
+    TempDir dir;
+    supply(dir, "AC", {{"type", "Mains"}, {"online", "1"}});
+    supply(dir, "BAT0", {{"type", "Battery"}, {"status", "Charging"}, {"energy_now", "10000000"},
+                         {"energy_full", "20000000"}, {"power_now", "5000000"}});
+    supply(dir, "BAT1", {{"type", "Battery"}, {"status", "Charging"}, {"energy_now", "5000000"},
+                         {"energy_full", "20000000"}, {"power_now", "5000000"}});
+    BatterySampler sampler(makeBatteryPort(dir.path()));
+    auto stats = sampler.sample();
+    ASSERT_TRUE(stats);
+    EXPECT_NEAR(stats->percent, 37.5, 1e-9);
+    EXPECT_TRUE(stats->isCharging);
+    EXPECT_EQ(stats->timeRemaining, Duration::seconds(150 * 60));  // 25 Wh to go at 10 W
+}
+
+TEST(BatteryPortLinux, TheHealthCacheSkipsTheHealthAttributes) {
+    TempDir dir;
+    energyBattery(dir, "Discharging");
+    Clock clock;
+    BatteryPortLinuxReads reads;
+    BatterySampler sampler(makeBatteryPort(dir.path(), &reads), [&] { return clock.now; });
+    ASSERT_TRUE(sampler.sample());
+    EXPECT_EQ(reads.count("cycle_count"), 1u);
+    EXPECT_EQ(reads.count("energy_full_design"), 1u);
+    clock.now = clock.now + Duration::seconds(299);
+    ASSERT_TRUE(sampler.sample());
+    EXPECT_EQ(reads.count("cycle_count"), 1u);
+    EXPECT_EQ(reads.count("energy_full_design"), 1u);
+    EXPECT_GE(reads.count("power_now"), 2u);
+    clock.now = clock.now + Duration::seconds(1);
+    ASSERT_TRUE(sampler.sample());
+    EXPECT_EQ(reads.count("cycle_count"), 2u);
+}
+
 TEST(BatteryPortLinux, TruncatedAndGarbageFilesGiveAbsenceNotACrash) {
     TempDir dir;
     supply(dir, "BAT0", {{"type", "Battery"}, {"capacity", ""}, {"energy_now", "\x01\x02"}, {"voltage_now", "-"},

@@ -22,9 +22,9 @@ void zone(const TempDir& dir, int index, int temp) {
     }
 }
 
-void coolingDevice(const TempDir& dir, int index, int state) {
+void coolingDevice(const TempDir& dir, int index, int state, const std::string& type = "Processor") {
     std::string base = "sys/class/thermal/cooling_device" + std::to_string(index) + "/";
-    dir.write(base + "type", "Fan\n");
+    dir.write(base + "type", type + "\n");
     dir.write(base + "cur_state", std::to_string(state) + "\n");
     dir.write(base + "max_state", "1\n");
 }
@@ -36,11 +36,41 @@ TEST(ThermalZonesLinux, CoolZonesAndIdleFansAreNominal) {
     EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::nominal);
 }
 
-TEST(ThermalZonesLinux, ARunningFanIsFair) {
+TEST(ThermalZonesLinux, AThrottledProcessorIsFair) {
     TempDir dir;
     zone(dir, 0, 45000);
     coolingDevice(dir, 0, 1);
     EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::fair);
+}
+
+TEST(ThermalZonesLinux, CpufreqAndIdleInjectionThrottlingAreFair) {
+    for (const char* type : {"cpufreq-cpu0", "cpufreq-cpu4", "intel_powerclamp", "idle-cpu2"}) {
+        TempDir dir;
+        zone(dir, 0, 45000);
+        coolingDevice(dir, 3, 2, type);
+        EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::fair) << type;
+    }
+}
+
+TEST(ThermalZonesLinux, ARunningFanOrTheFirmwaresTCCOffsetIsNotPressure) {
+    TempDir dir;
+    zone(dir, 0, 45000);
+    coolingDevice(dir, 0, 1, "Fan");
+    coolingDevice(dir, 1, 5, "TCC Offset");
+    coolingDevice(dir, 2, 3, "thermal-devfreq-0");
+    coolingDevice(dir, 3, 0, "Processor");
+    EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::nominal);
+}
+
+TEST(ThermalZonesLinux, AZoneWhoseModeIsDisabledIsIgnored) {
+    TempDir dir;
+    zone(dir, 0, 99000);
+    dir.write("sys/class/thermal/thermal_zone0/mode", "disabled\n");
+    zone(dir, 1, 45000);
+    dir.write("sys/class/thermal/thermal_zone1/mode", "enabled\n");
+    EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::nominal);
+    dir.write("sys/class/thermal/thermal_zone0/mode", "enabled\n");
+    EXPECT_EQ(thermalPressure(dir.path()), ThermalPressure::critical);
 }
 
 TEST(ThermalZonesLinux, TheActiveTripIsFair) {
