@@ -57,6 +57,8 @@ protected:
         options.socketPath = (dir.path() / "helper.sock").string();
         options.admittedGroup = group;
         options.socketMode = mode;
+        // This one process plays up to fifty clients at once.
+        options.maxSessionsPerClient = 64;
         ListenerDelegate::Lifetime lifetime;
         lifetime.exit = [this](int status) { exits.push_back(status); };
         PropertyValue::Dictionary info{{"CFBundleVersion", "1"}};
