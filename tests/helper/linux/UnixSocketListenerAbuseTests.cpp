@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "Sampling/HelperProcessSource.h"
 #include "core/CapturingLogSink.h"
 #include "helper/linux/RawHelperClient.h"
 #include "helper/linux/UnixSocketListener.h"
@@ -236,6 +237,23 @@ TEST_F(UnixSocketListenerAbuseTest, ALinkInTheSocketsPlaceIsNeitherFollowedNorRe
     EXPECT_EQ(st.st_mode & 0777, 0600u);
     ASSERT_EQ(::lstat(path().c_str(), &st), 0);
     EXPECT_TRUE(S_ISLNK(st.st_mode));
+}
+
+TEST_F(UnixSocketListenerAbuseTest, TheClientFallsBackWhenTheListenerRunsAsAnotherUser) {
+    ASSERT_TRUE(start());
+    auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
+    const uint32_t someoneElse = ::geteuid() + 1;
+    auto source = HelperProcessSource::make(local, std::string("ABCDE12345"), makeHelperTransport({path(), someoneElse}),
+                                            TimerQueue::shared(), executor);
+    source->setEnabled(true);
+    auto answer = source->sampleWithOrigin().get();
+    EXPECT_EQ(answer.origin, HelperProcessSource::Origin::local);
+    ASSERT_EQ(answer.readings.size(), 1u);
+    EXPECT_EQ(answer.readings[0].name, "local");
+    EXPECT_EQ(countContaining(logs.messages(), "Helper unreachable: The process listening on " + path() +
+                                                   " runs as uid " + std::to_string(::geteuid())),
+              1u);
+    source->setEnabled(false);
 }
 
 }  // namespace

@@ -142,7 +142,7 @@ TEST_F(UnixSocketListenerTest, CountsConnectionsOpenAndEnded) {
 
 TEST_F(UnixSocketListenerTest, ServesTheApplicationsClient) {
     auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
-    auto source = HelperProcessSource::make(local, std::string("ABCDE12345"), makeHelperTransport({path()}),
+    auto source = HelperProcessSource::make(local, std::string("ABCDE12345"), makeHelperTransport({path(), ::geteuid()}),
                                             TimerQueue::shared(), executor);
     source->setEnabled(true);
     auto answer = source->sampleWithOrigin().get();
