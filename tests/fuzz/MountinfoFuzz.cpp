@@ -5,8 +5,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto text = orv::fuzz::text(data, size);
     auto entries = orv::MountinfoEntry::decodeAll(text);
-    (void)orv::MountinfoEntry::localVolumes(entries);
-    (void)orv::MountinfoEntry::unescapeOctal(text);
-    (void)orv::MountinfoEntry::unescapeHex(text);
+    (void)orv::MountinfoDecoding::localVolumes(entries);
+    (void)orv::MountinfoDecoding::unescapeOctal(text);
+    (void)orv::MountinfoDecoding::unescapeHex(text);
     return 0;
 }
