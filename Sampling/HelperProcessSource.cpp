@@ -21,6 +21,7 @@ HelperProcessSource::HelperProcessSource(Token, std::shared_ptr<ProcessSource> l
     : local_(std::move(local)),
       requirement_(HelperIdentity::requirement(HelperIdentity::helperBundleID, teamID)),
       transport_(std::move(transport)),
+      readingsDecoder_([](const std::string& bytes) { return json::decode<std::vector<ProcessReading>>(bytes); }),
       timers_(timers),
       executor_(executor) {}
 
@@ -32,6 +33,10 @@ void HelperProcessSource::setEnabled(bool enabled) {
             dropped->invalidate();
         }
     });
+}
+
+void HelperProcessSource::setReadingsDecoder(ReadingsDecoder decoder) {
+    onExecutor([this, &decoder] { readingsDecoder_ = std::move(decoder); });
 }
 
 bool HelperProcessSource::isEnabled() {
@@ -153,12 +158,15 @@ std::future<std::optional<NetworkBytesByPID>> HelperProcessSource::helperNetwork
                 promise->set_value(std::nullopt);
                 return;
             }
+            std::optional<NetworkBytesByPID> decoded;
             try {
-                promise->set_value(json::decode<NetworkBytesByPID>(*bytes));
-            } catch (const json::DecodingError& e) {
+                decoded = json::decode<NetworkBytesByPID>(*bytes);
+            } catch (const std::exception& e) {
                 self->log_.error(std::string("Helper sent unreadable data: ") + e.what());
-                promise->set_value(std::nullopt);
+            } catch (...) {
+                self->log_.error("Helper sent unreadable data: unknown failure");
             }
+            promise->set_value(std::move(decoded));
         });
     });
     return future;
@@ -166,12 +174,16 @@ std::future<std::optional<NetworkBytesByPID>> HelperProcessSource::helperNetwork
 
 std::optional<std::vector<ProcessReading>> HelperProcessSource::decode(const std::optional<std::string>& bytes) {
     if (!bytes) return std::nullopt;
+    // Not only the decoder's own errors: a huge reply can fail to allocate,
+    // and nothing may escape onto the executor's thread.
     try {
-        return json::decode<std::vector<ProcessReading>>(*bytes);
-    } catch (const json::DecodingError& e) {
+        return readingsDecoder_(*bytes);
+    } catch (const std::exception& e) {
         log_.error(std::string("Helper sent unreadable data: ") + e.what());
-        return std::nullopt;
+    } catch (...) {
+        log_.error("Helper sent unreadable data: unknown failure");
     }
+    return std::nullopt;
 }
 
 }  // namespace orv

@@ -57,6 +57,12 @@ public:
 
     const std::optional<std::string>& requirement() const { return requirement_; }
 
+    // How a sample reply's bytes become readings: the JSON coding, unless a
+    // test puts a failing one in its place. Whatever it throws, the reply
+    // counts as unreadable and the local sample answers.
+    using ReadingsDecoder = std::function<std::vector<ProcessReading>(const std::string&)>;
+    void setReadingsDecoder(ReadingsDecoder decoder);
+
     // Use `make`; public only for make_shared.
     struct Token {};
     HelperProcessSource(Token, std::shared_ptr<ProcessSource> local, std::optional<std::string> teamID,
@@ -83,6 +89,7 @@ private:
     std::shared_ptr<HelperConnection> connection_;
     bool isEnabled_ = false;
     std::shared_ptr<HelperTransport> transport_;
+    ReadingsDecoder readingsDecoder_;
     TimerQueue& timers_;
     SamplingExecutor& executor_;
     Logger log_{"app.orvantine.sampling", "helper"};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -42,6 +43,11 @@ public:
 struct HelperTransportOptions {
     // Linux: the helper's socket; empty means the built-in path.
     std::string socketPath;
+    // Linux: the user the process on the socket's other end must run as
+    // (the kernel's record of the peer, not the file's owner), so that a
+    // socket put in the helper's place cannot feed invented readings.
+    // Root, except in tests.
+    uint32_t requiredPeerUser = 0;
 };
 
 // The platform's transport.

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <string>
+
+#include "core/Logger.h"
 
 namespace orv {
 
@@ -50,7 +54,14 @@ void ThreadTimerQueue::runLoop() {
         Work work = std::move(const_cast<Entry&>(entries_.top()).work);
         entries_.pop();
         lock.unlock();
-        work();
+        // A throwing timer must not end the process, nor the timers after it.
+        try {
+            work();
+        } catch (const std::exception& e) {
+            Logger("app.orvantine.sampling", "timers").error(std::string("A timer failed: ") + e.what());
+        } catch (...) {
+            Logger("app.orvantine.sampling", "timers").error("A timer failed: unknown failure");
+        }
         lock.lock();
     }
 }

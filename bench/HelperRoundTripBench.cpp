@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
     posix_spawn(&helper, argv2[0], nullptr, nullptr, argv2.data(), environ);
     for (int i = 0; i < 200 && access(socket.c_str(), F_OK) != 0; ++i) usleep(10'000);
 
-    auto source = orv::HelperProcessSource::make(local, std::string("ORVTEST001"), orv::makeHelperTransport({socket}));
+    auto source = orv::HelperProcessSource::make(local, std::string("ORVTEST001"), orv::makeHelperTransport({socket, ::geteuid()}));
     source->setEnabled(true);
 
     // Warm both: caches filled, descriptors kept, connection made.

@@ -8,6 +8,7 @@
 #include "Sampling/HelperProcessSource.h"
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/ProcessSampler.h"
+#include "core/LeftToExit.h"
 
 namespace orv::cli {
 
@@ -92,7 +93,11 @@ void SamplingSession::finish() {
     if (!local_) return;
     // Never freed, on purpose: a static container would be destroyed at
     // exit, and that destruction is the cost this avoids.
-    static auto* const leftToExit = new std::vector<std::shared_ptr<ProcessSampler>>();
+    static auto* const leftToExit = [] {
+        auto* kept = new std::vector<std::shared_ptr<ProcessSampler>>();
+        leaveToExit(kept);
+        return kept;
+    }();
     leftToExit->push_back(local_);
 }
 

@@ -1,5 +1,10 @@
 #include "core/SamplingExecutor.h"
 
+#include <exception>
+#include <string>
+
+#include "core/Logger.h"
+
 namespace orv {
 
 SamplingExecutor::SamplingExecutor() {
@@ -32,6 +37,18 @@ void SamplingExecutor::enqueue(Job job) {
     condition_.notify_one();
 }
 
+void SamplingExecutor::runGuarded(Job& job) {
+    // `run` hands a failure to its future; a bare job has nobody waiting,
+    // and an exception escaping the thread would end the process.
+    try {
+        job();
+    } catch (const std::exception& e) {
+        Logger("app.orvantine.sampling", "executor").error(std::string("A sampling job failed: ") + e.what());
+    } catch (...) {
+        Logger("app.orvantine.sampling", "executor").error("A sampling job failed: unknown failure");
+    }
+}
+
 void SamplingExecutor::runLoop() {
     std::vector<Job> batch;
     for (;;) {
@@ -41,7 +58,7 @@ void SamplingExecutor::runLoop() {
             // Swap the whole queue out; both vectors keep their capacity.
             std::swap(batch, jobs_);
         }
-        for (auto& job : batch) job();
+        for (auto& job : batch) runGuarded(job);
         batch.clear();
     }
 }

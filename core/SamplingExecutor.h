@@ -33,7 +33,8 @@ public:
     // The process-wide executor all sampling work shares.
     static SamplingExecutor& shared();
 
-    // Queues `job`; never runs it inline, never blocks beyond the lock.
+    // Queues `job`; never runs it inline, never blocks beyond the lock. A
+    // job that throws is logged and the thread goes on to the next.
     void enqueue(Job job);
 
     // True on this executor's thread.
@@ -80,6 +81,7 @@ private:
     }
 
     void runLoop();
+    static void runGuarded(Job& job);
 
     std::mutex mutex_;
     std::condition_variable condition_;

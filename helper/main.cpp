@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     orv::Logger log("app.orvantine.helper", "helper");
 
     std::vector<std::string_view> arguments(argv + 1, argv + argc);
-    auto options = orv::HelperOptions::parse(arguments);
+    auto options = orv::HelperOptions::forLaunch(arguments);
     if (!options) {
         std::fprintf(stderr, "OrvantineHelper: %s\n", options.error().c_str());
         return 2;

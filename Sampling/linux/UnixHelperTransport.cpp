@@ -30,8 +30,9 @@ std::string errnoText(int error) { return std::strerror(error); }
 
 class UnixHelperConnection : public HelperConnection {
 public:
-    explicit UnixHelperConnection(std::string path) : state_(std::make_shared<State>()) {
+    UnixHelperConnection(std::string path, uid_t requiredPeer) : state_(std::make_shared<State>()) {
         state_->path = std::move(path);
+        state_->requiredPeer = requiredPeer;
     }
     ~UnixHelperConnection() override { invalidate(); }
 
@@ -83,6 +84,7 @@ private:
 
     struct State {
         std::string path;
+        uid_t requiredPeer = 0;
         std::mutex mutex;
         std::condition_variable condition;
         std::deque<Request> requests;
@@ -157,6 +159,17 @@ private:
             if (::connect(s, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
                 return Failure{"Cannot connect to " + path + ": " + errnoText(errno)};
             }
+            // Whoever listens there must be the helper's user, whatever the
+            // path's directory lets others put in its place.
+            ucred peer{};
+            socklen_t size = sizeof peer;
+            if (::getsockopt(s, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+                return Failure{"Cannot read who listens on " + path + ": " + errnoText(errno)};
+            }
+            if (peer.uid != requiredPeer) {
+                return Failure{"The process listening on " + path + " runs as uid " + std::to_string(peer.uid) +
+                               ", not uid " + std::to_string(requiredPeer) + "; not trusting it"};
+            }
             return {};
         }
 
@@ -213,20 +226,22 @@ private:
 
 class UnixHelperTransport : public HelperTransport {
 public:
-    explicit UnixHelperTransport(std::string path) : path_(std::move(path)) {}
+    UnixHelperTransport(std::string path, uid_t requiredPeer) : path_(std::move(path)), requiredPeer_(requiredPeer) {}
     std::shared_ptr<HelperConnection> connect(const std::string&) override {
-        return std::make_shared<UnixHelperConnection>(path_);
+        return std::make_shared<UnixHelperConnection>(path_, requiredPeer_);
     }
 
 private:
     std::string path_;
+    uid_t requiredPeer_;
 };
 
 }  // namespace
 
 std::shared_ptr<HelperTransport> makeHelperTransport(const HelperTransportOptions& options) {
-    return std::make_shared<UnixHelperTransport>(options.socketPath.empty() ? std::string(HelperBuildConfig::socketPath)
-                                                                            : options.socketPath);
+    return std::make_shared<UnixHelperTransport>(
+        options.socketPath.empty() ? std::string(HelperBuildConfig::socketPath) : options.socketPath,
+        uid_t(options.requiredPeerUser));
 }
 
 }  // namespace orv

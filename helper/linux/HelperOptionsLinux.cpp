@@ -11,4 +11,8 @@ HelperOptions HelperOptions::defaults() {
     return options;
 }
 
+Result<HelperOptions, std::string> HelperOptions::forLaunch(const std::vector<std::string_view>& arguments) {
+    return parse(arguments);
+}
+
 }  // namespace orv

@@ -9,6 +9,9 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <functional>
 #include <cstring>
 #include <fmt/format.h>
 
@@ -21,14 +24,41 @@ namespace orv {
 namespace asio = boost::asio;
 using Protocol = asio::local::stream_protocol;
 
+namespace {
+
+std::chrono::nanoseconds toChrono(Duration d) { return std::chrono::nanoseconds(d.toNanoseconds()); }
+
+// Descriptors (or kernel memory for them) ran out: trying again at once
+// would only fail again, as fast as the loop can turn.
+bool isExhaustion(const boost::system::error_code& ec) {
+    return ec == asio::error::no_descriptors || ec == boost::system::errc::too_many_files_open_in_system ||
+           ec == asio::error::no_buffer_space || ec == asio::error::no_memory;
+}
+
+}  // namespace
+
 // One client connection. It handles one request at a time: the next frame
 // is read only after the previous reply is written, so replies keep the
 // order of their requests. Everything runs on the listener's thread; a
-// reply from the sampling thread is posted back to it.
+// reply from the sampling thread is posted back to it. One deadline guards
+// whichever of a begun frame and an unwritten reply is pending; between
+// requests there is none.
 class UnixSocketListener::Session : public std::enable_shared_from_this<Session> {
 public:
-    Session(Protocol::socket socket, std::shared_ptr<ListenerDelegate> delegate, pid_t pid, Logger log)
-        : socket_(std::move(socket)), delegate_(std::move(delegate)), pid_(pid), log_(std::move(log)) {}
+    struct Limits {
+        Duration write;
+        Duration frame;
+    };
+
+    Session(Protocol::socket socket, std::shared_ptr<ListenerDelegate> delegate, pid_t pid, Logger log, Limits limits,
+            std::function<void()> onEnd)
+        : socket_(std::move(socket)),
+          deadline_(socket_.get_executor()),
+          delegate_(std::move(delegate)),
+          pid_(pid),
+          log_(std::move(log)),
+          limits_(limits),
+          onEnd_(std::move(onEnd)) {}
 
     void start() { processBuffer(); }
 
@@ -37,14 +67,35 @@ public:
         if (closed_) return;
         closed_ = true;
         boost::system::error_code ignored;
+        deadline_.cancel();
         socket_.close(ignored);
         delegate_->connectionEnded();
+        if (onEnd_) std::exchange(onEnd_, nullptr)();
     }
 
 private:
     void fail(const std::string& why) {
         log_.error(fmt::format("Closing connection from pid {}: {}", pid_, why));
         close();
+    }
+
+    // Closes the session with `why` unless disarmed within `limit`.
+    void arm(Duration limit, std::string why) {
+        const uint64_t armed = ++deadlineGeneration_;
+        deadlineArmed_ = true;
+        deadline_.expires_after(toChrono(limit));
+        auto self = shared_from_this();
+        deadline_.async_wait([self, armed, why = std::move(why)](boost::system::error_code ec) {
+            if (ec || armed != self->deadlineGeneration_ || !self->deadlineArmed_) return;
+            self->fail(why);
+        });
+    }
+
+    void disarm() {
+        if (!deadlineArmed_) return;
+        deadlineArmed_ = false;
+        ++deadlineGeneration_;
+        deadline_.cancel();
     }
 
     void readMore() {
@@ -70,6 +121,11 @@ private:
         auto parsed = HelperFrame::parse(buffer_, HelperFrame::maxRequestBytes);
         switch (parsed.status) {
             case HelperFrame::Parsed::Status::incomplete:
+                // A begun frame must end in time; waiting for the first byte
+                // of the next one has no limit.
+                if (!buffer_.empty() && !deadlineArmed_) {
+                    arm(limits_.frame, fmt::format("request not completed within {:g} s", limits_.frame.toSeconds()));
+                }
                 readMore();
                 return;
             case HelperFrame::Parsed::Status::tooLarge:
@@ -79,6 +135,7 @@ private:
             case HelperFrame::Parsed::Status::complete:
                 break;
         }
+        disarm();
         const auto method = HelperProtocol::method(parsed.payload);
         const size_t consumed = parsed.consumed;
         if (!method) {
@@ -113,11 +170,15 @@ private:
         payload_ = data ? std::move(*data) : std::string();
         std::array<asio::const_buffer, 2> buffers{asio::buffer(header_), asio::buffer(payload_)};
         auto self = shared_from_this();
+        // A client that never reads would hold the reply's memory forever.
+        arm(limits_.write, fmt::format("reply of {} bytes not read within {:g} s", header_.size() + payload_.size(),
+                                       limits_.write.toSeconds()));
         asio::async_write(socket_, buffers, [self](boost::system::error_code ec, size_t) {
             if (ec) {
                 self->close();
                 return;
             }
+            self->disarm();
             self->payload_.clear();
             self->payload_.shrink_to_fit();
             self->processBuffer();
@@ -125,18 +186,23 @@ private:
     }
 
     Protocol::socket socket_;
+    asio::steady_timer deadline_;
     std::shared_ptr<ListenerDelegate> delegate_;
     pid_t pid_;
     Logger log_;
+    Limits limits_;
+    std::function<void()> onEnd_;
     std::array<char, 4096> chunk_{};
     std::string buffer_;
     std::string header_;
     std::string payload_;
+    uint64_t deadlineGeneration_ = 0;
+    bool deadlineArmed_ = false;
     bool closed_ = false;
 };
 
 UnixSocketListener::UnixSocketListener(std::shared_ptr<ListenerDelegate> delegate, HelperOptions options)
-    : delegate_(std::move(delegate)), options_(std::move(options)), acceptor_(io_) {}
+    : delegate_(std::move(delegate)), options_(std::move(options)), acceptor_(io_), acceptRetry_(io_) {}
 
 UnixSocketListener::~UnixSocketListener() { stop(); }
 
@@ -174,18 +240,24 @@ bool UnixSocketListener::bindPath() {
 
     boost::system::error_code ec;
     acceptor_.open(Protocol(), ec);
+    // The file bind makes takes the socket's own mode, less the umask: set
+    // on the descriptor, it never opens wider than configured, not even
+    // for a moment.
+    if (!ec && ::fchmod(acceptor_.native_handle(), options_.socketMode) != 0) {
+        ec = boost::system::error_code(errno, boost::system::system_category());
+    }
     if (!ec) acceptor_.bind(Protocol::endpoint(path), ec);
     if (ec) {
         log_.error(fmt::format("Cannot listen on {}: {}", path, ec.message()));
         return false;
     }
     // Mode and group first, then listen: no client can connect before the
-    // file says who may.
-    if (::chmod(path.c_str(), options_.socketMode) != 0) {
+    // file says who may. Neither call follows a link put in the socket's place.
+    if (::fchmodat(AT_FDCWD, path.c_str(), options_.socketMode, AT_SYMLINK_NOFOLLOW) != 0) {
         log_.error(fmt::format("Cannot set the mode of {}: {}", path, std::strerror(errno)));
         return false;
     }
-    if (admittedGroup_ && ::chown(path.c_str(), uid_t(-1), *admittedGroup_) != 0) {
+    if (admittedGroup_ && ::fchownat(AT_FDCWD, path.c_str(), uid_t(-1), *admittedGroup_, AT_SYMLINK_NOFOLLOW) != 0) {
         log_.notice(fmt::format("Cannot give {} to group {}: {}", path, options_.admittedGroup, std::strerror(errno)));
     }
     acceptor_.listen(asio::socket_base::max_listen_connections, ec);
@@ -200,28 +272,93 @@ void UnixSocketListener::accept() {
     acceptor_.async_accept([this](boost::system::error_code ec, Protocol::socket socket) {
         if (ec == asio::error::operation_aborted) return;
         if (ec) {
-            // Out of descriptors, most likely; the clients already connected
-            // are served on, and the next accept may succeed.
-            log_.error(fmt::format("Cannot accept a connection: {}", ec.message()));
-        } else {
-            auto peer = PeerCredentials::of(socket.native_handle());
-            // Every connection counts as open, refused ones too, then ends:
-            // the same path a peer failing the signature check takes.
-            delegate_->connectionAccepted();
-            auto session = std::make_shared<Session>(std::move(socket), delegate_, peer ? peer->pid : 0, log_);
-            if (!peer) {
-                log_.error("Refused a peer whose credentials could not be read");
-                session->close();
-            } else if (!isAdmitted(*peer, admittedGroup_)) {
-                log_.error(fmt::format("Refused peer uid {} gid {} (pid {}): not root and not in group {}", peer->uid,
-                                       peer->gid, peer->pid, options_.admittedGroup));
-                session->close();
-            } else {
-                session->start();
+            if (isExhaustion(ec)) {
+                // The clients already connected are served on; the pending
+                // connection waits in the backlog until a descriptor frees.
+                if (!outOfDescriptorsEpisode_) {
+                    outOfDescriptorsEpisode_ = true;
+                    log_.error(fmt::format("Cannot accept a connection: {}", ec.message()));
+                }
+                acceptLater();
+                return;
             }
+            log_.error(fmt::format("Cannot accept a connection: {}", ec.message()));
+            accept();
+            return;
+        }
+        if (outOfDescriptorsEpisode_) {
+            outOfDescriptorsEpisode_ = false;
+            log_.notice("Accepting connections again");
+        }
+        auto peer = PeerCredentials::of(socket.native_handle());
+        if (peer && isAdmitted(*peer, admittedGroup_) && !admitsAnotherSession(peer->pid)) {
+            // Not a session: closed before the lifetime rules hear of it.
+            ++closedOverCap_;
+            boost::system::error_code ignored;
+            socket.close(ignored);
+            accept();
+            return;
+        }
+        // Every connection counts as open, refused ones too, then ends:
+        // the same path a peer failing the signature check takes.
+        delegate_->connectionAccepted();
+        const pid_t pid = peer ? peer->pid : 0;
+        if (!peer) {
+            log_.error("Refused a peer whose credentials could not be read");
+            makeSession(std::move(socket), pid, false)->close();
+        } else if (!isAdmitted(*peer, admittedGroup_)) {
+            log_.error(fmt::format("Refused peer uid {} gid {} (pid {}): not root and not in group {}", peer->uid,
+                                   peer->gid, peer->pid, options_.admittedGroup));
+            makeSession(std::move(socket), pid, false)->close();
+        } else {
+            ++sessions_;
+            ++sessionsByPeer_[pid];
+            makeSession(std::move(socket), pid, true)->start();
         }
         accept();
     });
+}
+
+std::shared_ptr<UnixSocketListener::Session> UnixSocketListener::makeSession(Protocol::socket socket, pid_t pid,
+                                                                             bool counted) {
+    std::function<void()> onEnd;
+    if (counted) onEnd = [this, pid] { sessionEnded(pid); };
+    return std::make_shared<Session>(std::move(socket), delegate_, pid, log_,
+                                     Session::Limits{options_.writeLimit, options_.frameLimit}, std::move(onEnd));
+}
+
+void UnixSocketListener::acceptLater() {
+    acceptRetry_.expires_after(toChrono(options_.acceptRetryDelay));
+    acceptRetry_.async_wait([this](boost::system::error_code ec) {
+        if (!ec) accept();
+    });
+}
+
+bool UnixSocketListener::admitsAnotherSession(pid_t pid) {
+    auto found = sessionsByPeer_.find(pid);
+    const size_t ofPeer = found == sessionsByPeer_.end() ? 0 : found->second;
+    if (ofPeer < options_.maxSessionsPerClient && sessions_ < options_.maxSessions) return true;
+    if (!overCapEpisode_) {
+        overCapEpisode_ = true;
+        if (sessions_ >= options_.maxSessions) {
+            log_.error(fmt::format("{} sessions open; closing new connections until one ends", sessions_));
+        } else {
+            log_.error(fmt::format("pid {} holds {} sessions; closing its new connections until one ends", pid, ofPeer));
+        }
+    }
+    return false;
+}
+
+void UnixSocketListener::sessionEnded(pid_t pid) {
+    if (sessions_ > 0) --sessions_;
+    if (auto found = sessionsByPeer_.find(pid); found != sessionsByPeer_.end() && --found->second == 0) {
+        sessionsByPeer_.erase(found);
+    }
+    if (overCapEpisode_) {
+        overCapEpisode_ = false;
+        log_.notice(fmt::format("A session ended; {} connections were closed over the cap so far",
+                                closedOverCap_.load()));
+    }
 }
 
 void UnixSocketListener::run() {

@@ -30,7 +30,10 @@ public:
         ErrorHandler onError;
     };
 
-    void setInvalidationHandler(std::function<void()> handler) override { onInvalidated_ = std::move(handler); }
+    void setInvalidationHandler(std::function<void()> handler) override {
+        std::lock_guard lock(mutex_);
+        onInvalidated_ = std::move(handler);
+    }
     void resume() override { resumed = true; }
     void send(HelperProtocol::Method method, Reply reply, ErrorHandler onError) override {
         std::lock_guard lock(mutex_);
@@ -38,7 +41,12 @@ public:
     }
     void invalidate() override {
         if (invalidated.exchange(true)) return;
-        if (onInvalidated_) onInvalidated_();
+        std::function<void()> handler;
+        {
+            std::lock_guard lock(mutex_);
+            handler = onInvalidated_;
+        }
+        if (handler) handler();
     }
 
     // The system ending the connection (the helper exited).
@@ -65,6 +73,38 @@ private:
     std::function<void()> onInvalidated_;
 };
 
+// A list the sampling thread appends to while the test thread reads it;
+// every access copies under the lock.
+template <class T>
+class LockedList {
+public:
+    void push_back(T value) {
+        std::lock_guard lock(mutex_);
+        items_.push_back(std::move(value));
+    }
+    bool empty() const {
+        std::lock_guard lock(mutex_);
+        return items_.empty();
+    }
+    size_t size() const {
+        std::lock_guard lock(mutex_);
+        return items_.size();
+    }
+    T back() const {
+        std::lock_guard lock(mutex_);
+        return items_.back();
+    }
+    T at(size_t i) const {
+        std::lock_guard lock(mutex_);
+        return items_.at(i);
+    }
+    T operator[](size_t i) const { return at(i); }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<T> items_;
+};
+
 class FakeTransport : public HelperTransport {
 public:
     std::shared_ptr<HelperConnection> connect(const std::string& requirement) override {
@@ -73,8 +113,8 @@ public:
         made.push_back(c);
         return c;
     }
-    std::vector<std::string> requirements;
-    std::vector<std::shared_ptr<FakeConnection>> made;
+    LockedList<std::string> requirements;
+    LockedList<std::shared_ptr<FakeConnection>> made;
 };
 
 class HelperProcessSourceTest : public ::testing::Test {
@@ -427,6 +467,22 @@ TEST(ResumeOnce, FirstResumptionWinsAcrossThreads) {
         EXPECT_EQ(calls, 1);
         EXPECT_TRUE(got.has_value());
     }
+}
+
+TEST_F(HelperProcessSourceTest, AnyFailureWhileDecodingLogsAndUsesLocal) {
+    auto source = makeSource();
+    source->setEnabled(true);
+    source->setReadingsDecoder([](const std::string&) -> std::vector<ProcessReading> { throw std::bad_alloc(); });
+    auto f = source->sample();
+    nextRequest().reply(helperJSON());
+    EXPECT_EQ(await(f)[0].name, "local");
+    EXPECT_EQ(logs.sink().count("Helper sent unreadable data: std::bad_alloc"), 1u);
+    // The executor still runs and the source still answers.
+    source->setReadingsDecoder([](const std::string&) -> std::vector<ProcessReading> { throw 42; });
+    auto g = source->sample();
+    nextRequest().reply(helperJSON());
+    EXPECT_EQ(await(g)[0].name, "local");
+    EXPECT_EQ(logs.sink().count("Helper sent unreadable data: unknown failure"), 1u);
 }
 
 }  // namespace

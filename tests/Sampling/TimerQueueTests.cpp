@@ -3,9 +3,11 @@
 #include <chrono>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 #include <vector>
 
 #include "Sampling/TimerQueue.h"
+#include "core/CapturingLogSink.h"
 #include "support/ManualTimerQueue.h"
 
 namespace orv {
@@ -41,6 +43,16 @@ TEST(ThreadTimerQueue, WorkMayScheduleMoreWork) {
     std::promise<void> done;
     queue.schedule(Duration::milliseconds(5), [&] { queue.schedule(Duration::milliseconds(5), [&] { done.set_value(); }); });
     EXPECT_EQ(done.get_future().wait_for(5s), std::future_status::ready);
+}
+
+TEST(ThreadTimerQueue, AThrowingTimerIsLoggedAndTheLaterOnesStillRun) {
+    ScopedLogCapture logs;
+    ThreadTimerQueue queue;
+    std::promise<void> later;
+    queue.schedule(Duration::milliseconds(1), [] { throw std::runtime_error("boom"); });
+    queue.schedule(Duration::milliseconds(5), [&] { later.set_value(); });
+    EXPECT_EQ(later.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_EQ(logs.sink().count("A timer failed: boom"), 1u);
 }
 
 TEST(ManualTimerQueue, RunsOnlyWhatFallsDue) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/CapturingLogSink.h"
 #include "core/SamplingCadence.h"
 #include "core/SamplingExecutor.h"
 #include "core/JsonCoding.h"
@@ -86,6 +87,21 @@ TEST(SamplingExecutor, SubmitCallsTheCompletionWithTheResultOnTheExecutor) {
     auto [value, onExecutor] = result.get_future().get();
     EXPECT_EQ(value, 5);
     EXPECT_TRUE(onExecutor);
+}
+
+TEST(SamplingExecutor, AThrowingJobIsLoggedAndTheNextJobsStillRun) {
+    ScopedLogCapture logs;
+    executor().enqueue([] { throw std::runtime_error("table unreadable"); });
+    executor().enqueue([] { throw 7; });
+    EXPECT_EQ(executor().run([] { return 3; }).get(), 3);
+    EXPECT_EQ(logs.sink().count("A sampling job failed: table unreadable"), 1u);
+    EXPECT_EQ(logs.sink().count("A sampling job failed: unknown failure"), 1u);
+}
+
+TEST(SamplingExecutor, AJobThatThrowsReachesWhoWaitsOnIt) {
+    auto failing = executor().run([]() -> int { throw std::runtime_error("gone"); });
+    EXPECT_THROW(failing.get(), std::runtime_error);
+    EXPECT_EQ(executor().run([] { return 4; }).get(), 4);
 }
 
 TEST(SamplingExecutor, SharedIsOneInstance) { EXPECT_EQ(&SamplingExecutor::shared(), &SamplingExecutor::shared()); }

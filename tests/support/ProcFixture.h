@@ -1,5 +1,10 @@
 #pragma once
 
+#include <optional>
+
+#include <signal.h>
+#include <sys/wait.h>
+
 // A fake proc/ for the Linux process table port's tests: files written as
 // the kernel writes them (100 ticks a second, 4 KiB pages), and a sampler
 // that tells which files each pass read.
@@ -86,6 +91,31 @@ inline const ProcessReading* find(const std::vector<ProcessReading>& readings, i
     for (const auto& r : readings) if (r.pid == pid) return &r;
     return nullptr;
 }
+// A pointer into a pass's temporary result would dangle: take a copy.
+const ProcessReading* find(std::vector<ProcessReading>&& readings, int32_t pid) = delete;
+inline std::optional<ProcessReading> findCopy(const std::vector<ProcessReading>& readings, int32_t pid) {
+    if (const auto* r = find(readings, pid)) return *r;
+    return std::nullopt;
+}
+
+// Kills and reaps a forked child when the scope ends, on every path out of
+// a test (a failed assertion included), so that no child outlives it.
+class ReapedChild {
+public:
+    explicit ReapedChild(pid_t pid) : pid_(pid) {}
+    ReapedChild(const ReapedChild&) = delete;
+    ReapedChild& operator=(const ReapedChild&) = delete;
+    ~ReapedChild() { reap(); }
+    void reap() {
+        if (pid_ <= 0) return;
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+
+private:
+    pid_t pid_;
+};
 
 // A port over a fixture tree, with its sampler, that tells what each pass read.
 struct CountingSampler {

@@ -72,7 +72,7 @@ TEST(LinuxProcessTablePortAsleep, SchedstatThatStoodStillWhileTheCpuTimeMovedIsN
     counting.pass();
     writeStat(root, 42, "busy", 'S', 1, 900, 50, 12345);
     for (int pass = 1; pass <= LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
-    EXPECT_EQ(find(counting.pass(), 42)->cpuTime, Duration::milliseconds(9500));
+    EXPECT_EQ(findCopy(counting.pass(), 42)->cpuTime, Duration::milliseconds(9500));
     EXPECT_EQ(counting.last.stat, 2u);  // and from now on every pass reads whole
 }
 
@@ -155,7 +155,7 @@ TEST(LinuxProcessTablePortAsleep, MemoryOfASleepingProcessIsReadEveryPass) {
     CountingSampler counting(fixtureOptions(root));
     counting.pass();
     root.write("proc/42/statm", "2000 150 100 10 0 250 0\n");
-    EXPECT_EQ(find(counting.pass(), 42)->footprintBytes, 50u * 4096);
+    EXPECT_EQ(findCopy(counting.pass(), 42)->footprintBytes, 50u * 4096);
 }
 
 TEST(LinuxProcessTablePortAsleep, ProcessThatRanIsReadWhole) {

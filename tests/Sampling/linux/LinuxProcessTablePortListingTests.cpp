@@ -47,7 +47,7 @@ TEST(LinuxProcessTablePortListing, ThreadCountAloneMovingListsAgain) {
     counting.pass();
     writeProcess(root, 300, "restored", 'S', 1, 0, 0, 500);
     root.write("proc/loadavg", "0.10 0.20 0.30 1/121 4242\n");
-    EXPECT_NE(find(counting.pass(), 300), nullptr);
+    EXPECT_TRUE(findCopy(counting.pass(), 300).has_value());
     EXPECT_EQ(counting.last.listings, 1u);
 }
 
@@ -99,7 +99,7 @@ TEST(LinuxProcessTablePortListing, LoadavgThatStoodStillWhileAProcessAppearedIsN
     writeProcess(root, 50, "unannounced", 'S', 1, 0, 0, 100);
     for (int pass = 2; pass < LinuxProcessTablePort::checkEvery; ++pass) counting.pass();
     EXPECT_EQ(counting.last.listings, 0u);
-    EXPECT_NE(find(counting.pass(), 50), nullptr);  // the check lists proc
+    EXPECT_TRUE(findCopy(counting.pass(), 50).has_value());  // the check lists proc
     counting.pass();
     EXPECT_EQ(counting.last.listings, 1u);  // and every pass from now on
 }

@@ -297,7 +297,7 @@ TEST(LinuxProcessTablePortLive, SeesOurOwnPidParentAndUid) {
 
 TEST(LinuxProcessTablePortLive, CpuTimeGrowsAfterBurningCpu) {
     ProcessSampler sampler;
-    auto before = *find(sampler.sampleNow(), getpid());
+    auto before = *findCopy(sampler.sampleNow(), getpid());
     // Burn 300 ms of our own CPU, however busy the machine is.
     auto cpuNow = [] {
         timespec ts{};
@@ -307,7 +307,7 @@ TEST(LinuxProcessTablePortLive, CpuTimeGrowsAfterBurningCpu) {
     double until = cpuNow() + 0.3;
     volatile uint64_t spin = 0;
     while (cpuNow() < until) spin = spin + 1;
-    auto after = *find(sampler.sampleNow(), getpid());
+    auto after = *findCopy(sampler.sampleNow(), getpid());
     EXPECT_GE((after.cpuTime - before.cpuTime).toSeconds(), 0.28);  // stat counts in 10 ms ticks
     EXPECT_EQ(after.startTime, before.startTime);  // the same double every pass
 }
@@ -322,9 +322,9 @@ TEST(LinuxProcessTablePortLive, ChildStartTimeIsWithinFiftyMillisecondsOfItsSpaw
         _exit(0);
     }
     ASSERT_GT(child, 0);
+    ReapedChild reaped(child);
     auto readings = sampler.sampleNow();
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    reaped.reap();
     const auto* r = find(readings, child);
     ASSERT_NE(r, nullptr);
     EXPECT_NEAR(r->startTime.secondsSinceReferenceDate, spawned.secondsSinceReferenceDate, 0.05);
@@ -356,21 +356,21 @@ TEST(LinuxProcessTablePortLive, CpuOfAThreadThatRunsWhileTheMainThreadSleepsIsCo
         for (;;) pause();
     }
     ASSERT_GT(child, 0);
+    ReapedChild reaped(child);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // both threads asleep
     ProcessSampler sampler;
     sampler.sampleNow();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    auto before = find(sampler.sampleNow(), child);  // the watched thread is now trusted
-    ASSERT_NE(before, nullptr);
+    auto before = findCopy(sampler.sampleNow(), child);  // the watched thread is now trusted
+    ASSERT_TRUE(before.has_value());
     Duration cpuBefore = before->cpuTime;
     ASSERT_EQ(write(ready[1], "x", 1), 1);
     char done = 0;
     ASSERT_EQ(read(burnt[0], &done, 1), 1);
-    auto after = find(sampler.sampleNow(), child);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    auto after = findCopy(sampler.sampleNow(), child);
+    reaped.reap();
     for (int fd : {ready[0], ready[1], burnt[0], burnt[1]}) close(fd);
-    ASSERT_NE(after, nullptr);
+    ASSERT_TRUE(after.has_value());
     EXPECT_GE((after->cpuTime - cpuBefore).toSeconds(), 0.18);  // stat counts in 10 ms ticks
 }
 
@@ -386,13 +386,13 @@ TEST(LinuxProcessTablePortLive, ProcessThatIsNotDumpableKeepsItsOwnUid) {
         for (;;) pause();
     }
     ASSERT_GT(child, 0);
+    ReapedChild reaped(child);
     char done = 0;
     ASSERT_EQ(read(ready[0], &done, 1), 1);
     struct stat file{};
     ASSERT_EQ(::stat(("/proc/" + std::to_string(child) + "/stat").c_str(), &file), 0);
     auto readings = ProcessSampler().sampleNow();
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    reaped.reap();
     close(ready[0]);
     close(ready[1]);
     EXPECT_EQ(file.st_uid, 0u);  // what the files say
@@ -408,10 +408,10 @@ TEST(LinuxProcessTablePortLive, ReapedChildDisappearsAndItsPidIsNotMisread) {
         pause();
         _exit(0);
     }
-    ASSERT_NE(find(sampler.sampleNow(), child), nullptr);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(find(sampler.sampleNow(), child), nullptr);
+    ReapedChild reaped(child);
+    ASSERT_TRUE(findCopy(sampler.sampleNow(), child).has_value());
+    reaped.reap();
+    EXPECT_FALSE(findCopy(sampler.sampleNow(), child).has_value());
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ protected:
 TEST_F(UnixHelperTransportTest, SendsTheSelectorAndReadsTheData) {
     ScriptedHelper helper(path());
     auto request = helper.answerWith(HelperFrame::frame(HelperFrame::replyPayload(std::string_view("[]"))));
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     connection->resume();
     auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(request.get(), HelperFrame::frame("sampleWithReply:"));
@@ -96,7 +96,7 @@ TEST_F(UnixHelperTransportTest, SendsTheSelectorAndReadsTheData) {
 TEST_F(UnixHelperTransportTest, NoDataIsAnAbsentReply) {
     ScriptedHelper helper(path());
     helper.answerWith(HelperFrame::frame(HelperFrame::replyPayload(std::nullopt)));
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     connection->resume();
     auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     ASSERT_TRUE(outcome.reply.has_value());
@@ -106,7 +106,7 @@ TEST_F(UnixHelperTransportTest, NoDataIsAnAbsentReply) {
 TEST_F(UnixHelperTransportTest, ReplyOverTheLimitFailsAndInvalidates) {
     ScriptedHelper helper(path());
     helper.answerWith(HelperFrame::header(HelperFrame::maxReplyBytes + 1), false);
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     std::promise<void> invalidated;
     connection->setInvalidationHandler([&] { invalidated.set_value(); });
     connection->resume();
@@ -119,7 +119,7 @@ TEST_F(UnixHelperTransportTest, ReplyOverTheLimitFailsAndInvalidates) {
 TEST_F(UnixHelperTransportTest, MalformedReplyFails) {
     ScriptedHelper helper(path());
     helper.answerWith(HelperFrame::frame(std::string("\x07junk")));
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     connection->resume();
     auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(outcome.error, std::optional<std::string>("The helper sent a malformed reply"));
@@ -128,21 +128,21 @@ TEST_F(UnixHelperTransportTest, MalformedReplyFails) {
 TEST_F(UnixHelperTransportTest, HelperClosingMidReplyFails) {
     ScriptedHelper helper(path());
     helper.answerWith(HelperFrame::header(100) + "\x01[{");
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     connection->resume();
     auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
     EXPECT_EQ(outcome.error, std::optional<std::string>("The helper closed the connection"));
 }
 
 TEST_F(UnixHelperTransportTest, NoHelperFailsWithTheReason) {
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     connection->resume();
     auto outcome = sendAndWait(*connection, HelperProtocol::Method::version);
     EXPECT_EQ(outcome.error, std::optional<std::string>("Cannot connect to " + path() + ": No such file or directory"));
 }
 
 TEST_F(UnixHelperTransportTest, InvalidationIsReportedOnceAndLaterRequestsFail) {
-    auto connection = makeHelperTransport({path()})->connect("requirement");
+    auto connection = makeHelperTransport({path(), ::geteuid()})->connect("requirement");
     std::atomic<int> invalidations{0};
     connection->setInvalidationHandler([&] { ++invalidations; });
     connection->resume();
@@ -163,6 +163,21 @@ TEST_F(UnixHelperTransportTest, DefaultPathIsTheBuiltInSocket) {
     if (outcome.error) {
         EXPECT_NE(outcome.error->find("/run/orvantine/helper.sock"), std::string::npos) << *outcome.error;
     }
+}
+
+TEST_F(UnixHelperTransportTest, APeerRunningAsAnotherUserIsNotTrustedAndGetsNoRequest) {
+    ScriptedHelper helper(path());
+    auto request = helper.answerWith(HelperFrame::frame(std::string("\x01invented", 9)));
+    const uint32_t someoneElse = ::geteuid() + 1;
+    auto connection = makeHelperTransport({path(), someoneElse})->connect("requirement");
+    connection->resume();
+    auto outcome = sendAndWait(*connection, HelperProtocol::Method::sample);
+    EXPECT_FALSE(outcome.reply.has_value());
+    ASSERT_TRUE(outcome.error.has_value());
+    EXPECT_EQ(*outcome.error, "The process listening on " + path() + " runs as uid " + std::to_string(::geteuid()) +
+                                  ", not uid " + std::to_string(someoneElse) + "; not trusting it");
+    // The request itself never went out.
+    EXPECT_EQ(request.get(), "");
 }
 
 }  // namespace

@@ -214,7 +214,7 @@ TEST(HelperProgram, ServesTheApplicationsClientWithRealReadings) {
     HelperProcess helper("OrvantineHelperTestTeam", dir, {"--idle-seconds", "0.5"});
     ASSERT_TRUE(helper.waitForSocket());
     auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
-    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath}));
+    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath, ::geteuid()}));
     source->setEnabled(true);
     auto answer = source->sampleWithOrigin().get();
     EXPECT_EQ(answer.origin, HelperProcessSource::Origin::helper);
@@ -251,7 +251,7 @@ TEST(HelperProgram, AnswersWithEveryListeningPortAndItsOwner) {
     HelperProcess helper("OrvantineHelperTestTeam", dir, {"--idle-seconds", "0.5"});
     ASSERT_TRUE(helper.waitForSocket());
     HelperDevServerPort ports(std::make_unique<LocalPorts>(), std::string("ORVTEST001"),
-                              makeHelperTransport({helper.socketPath}));
+                              makeHelperTransport({helper.socketPath, ::geteuid()}));
     auto listed = ports.listeningPorts();
     EXPECT_TRUE(ports.lastFromHelper());
     bool found = false;
@@ -265,7 +265,7 @@ TEST(HelperProgram, AnswersWithEveryListeningPortAndItsOwner) {
 TEST(HelperProgram, WithoutAHelperTheLocalPortsAnswer) {
     test::TempDir dir;
     HelperDevServerPort ports(std::make_unique<LocalPorts>(), std::string("ORVTEST001"),
-                              makeHelperTransport({(dir.path() / "none.sock").string()}));
+                              makeHelperTransport({(dir.path() / "none.sock").string(), ::geteuid()}));
     auto listed = ports.listeningPorts();
     EXPECT_FALSE(ports.lastFromHelper());
     ASSERT_EQ(listed.size(), 1u);
@@ -277,7 +277,7 @@ TEST(HelperProgram, ClientWhoseHelperIsKilledMidRequestGetsItsLocalSampleWithinO
     HelperProcess helper("OrvantineHelperTestTeam", dir);
     ASSERT_TRUE(helper.waitForSocket());
     auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
-    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath}));
+    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath, ::geteuid()}));
     source->setEnabled(true);
     ASSERT_EQ(source->sampleWithOrigin().get().origin, HelperProcessSource::Origin::helper);
     // Frozen, it cannot answer; then it dies with the request outstanding.
@@ -304,7 +304,7 @@ TEST(HelperProgram, FrozenHelperLeavesTheClientWithItsLocalSampleAfterOneSecond)
     HelperProcess helper("OrvantineHelperTestTeam", dir);
     ASSERT_TRUE(helper.waitForSocket());
     auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
-    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath}));
+    auto source = HelperProcessSource::make(local, std::string("ORVTEST001"), makeHelperTransport({helper.socketPath, ::geteuid()}));
     source->setEnabled(true);
     ::kill(helper.pid, SIGSTOP);
     const auto asked = Clock::now();

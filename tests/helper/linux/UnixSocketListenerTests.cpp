@@ -57,6 +57,8 @@ protected:
         options.socketPath = (dir.path() / "helper.sock").string();
         options.admittedGroup = group;
         options.socketMode = mode;
+        // This one process plays up to fifty clients at once.
+        options.maxSessionsPerClient = 64;
         ListenerDelegate::Lifetime lifetime;
         lifetime.exit = [this](int status) { exits.push_back(status); };
         PropertyValue::Dictionary info{{"CFBundleVersion", "1"}};
@@ -140,7 +142,7 @@ TEST_F(UnixSocketListenerTest, CountsConnectionsOpenAndEnded) {
 
 TEST_F(UnixSocketListenerTest, ServesTheApplicationsClient) {
     auto local = std::make_shared<test::FakeProcessSource>(std::vector<ProcessReading>{test::readingNamed(9, "local")});
-    auto source = HelperProcessSource::make(local, std::string("ABCDE12345"), makeHelperTransport({path()}),
+    auto source = HelperProcessSource::make(local, std::string("ABCDE12345"), makeHelperTransport({path(), ::geteuid()}),
                                             TimerQueue::shared(), executor);
     source->setEnabled(true);
     auto answer = source->sampleWithOrigin().get();
