@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
+#include <optional>
+
 namespace orv::json {
 
 std::string CodingPath::render() const {
@@ -71,12 +74,87 @@ void throwInvalidCaseCount(const CodingPath& path) {
                         "Invalid number of keys found, expected one.");
 }
 
+namespace {
+// simdjson reads the number -0 as the integer 0, which loses the sign that
+// Swift writes for a negative zero double ("-0"); as -0.0 it reads back as
+// what was meant (an integer field takes -0.0 as 0). Returns the text with
+// every such number, outside strings, so rewritten, or nothing when there
+// is none, which is nearly always.
+std::optional<std::string> spellNegativeZeros(std::string_view text) {
+    size_t candidate = text.find("-0");
+    if (candidate == std::string_view::npos) return std::nullopt;
+    auto endsNumber = [&](size_t i) {
+        return i >= text.size() || !(std::isdigit(static_cast<unsigned char>(text[i])) || text[i] == '.' ||
+                                     text[i] == 'e' || text[i] == 'E');
+    };
+    std::optional<std::string> out;
+    size_t copied = 0;
+    bool inString = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (inString) {
+            if (c == '\\') ++i;
+            else if (c == '"') inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '-' && i + 1 < text.size() && text[i + 1] == '0' && endsNumber(i + 2)) {
+            if (!out) out.emplace().reserve(text.size() + 16);
+            out->append(text.substr(copied, i + 2 - copied));
+            out->append(".0");
+            copied = i + 2;
+            ++i;
+        }
+    }
+    if (out) out->append(text.substr(copied));
+    return out;
+}
+
+// simdjson refuses an integer past 2^64 - 1, which Swift reads as a double
+// (and refuses for an integer field, as we then do): the text with every
+// integer of 20 digits or more, outside strings, written as a decimal.
+std::string spellBigIntegersAsDecimals(std::string_view text) {
+    std::string out;
+    out.reserve(text.size() + 16);
+    bool inString = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (inString) {
+            out += c;
+            if (c == '\\' && i + 1 < text.size()) out += text[++i];
+            else if (c == '"') inString = false;
+            continue;
+        }
+        if (c == '"') inString = true;
+        if (!std::isdigit(static_cast<unsigned char>(c))) {
+            out += c;
+            continue;
+        }
+        size_t end = i;
+        while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end]))) ++end;
+        out.append(text.substr(i, end - i));
+        bool whole = end >= text.size() || (text[end] != '.' && text[end] != 'e' && text[end] != 'E');
+        if (whole && end - i >= 20) out += ".0";
+        i = end - 1;
+    }
+    return out;
+}
+}  // namespace
+
 Element parseDocument(std::string_view text) {
     // One parser per thread: its buffers are reused, and the returned element
     // stays valid until the next parse on this thread.
     thread_local simdjson::dom::parser parser;
+    thread_local std::string respelled;
+    if (auto spelled = spellNegativeZeros(text)) {
+        respelled = std::move(*spelled);
+        text = respelled;
+    }
     Element root;
     auto error = parser.parse(text.data(), text.size(), true).get(root);
+    if (error == simdjson::NUMBER_ERROR) {
+        respelled = spellBigIntegersAsDecimals(text);
+        error = parser.parse(respelled.data(), respelled.size(), true).get(root);
+    }
     if (error) {
         throw DecodingError(DecodingError::Kind::dataCorrupted, "",
                             fmt::format("The given data was not valid JSON: {}.", simdjson::error_message(error)));

@@ -264,6 +264,7 @@ void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) 
 
 template <class T>
 simdjson::dom::object expectObject(Element e, const CodingPath& path) {
+    if (e.is_null()) throwValueNotFound(path, detail::typeName<T>());
     simdjson::dom::object object;
     if (e.get_object().get(object)) throwTypeMismatch(path, detail::typeName<T>(), e);
     return object;
@@ -300,6 +301,10 @@ constexpr bool isCaseName(std::string_view name) {
 
 template <class T>
 T decodeFrom(Element e, const CodingPath& path) {
+    if constexpr (!detail::IsOptional<T>::value) {
+        // A null where a value must be, at any depth, is a missing value.
+        if (e.is_null()) throwValueNotFound(path, detail::typeName<T>());
+    }
     if constexpr (HasCoder<T>) {
         return Coder<T>::decode(e, path);
     } else if constexpr (std::is_same_v<T, bool>) {
@@ -412,16 +417,20 @@ struct Coder<Duration> {
         array.emplace_back(d.high());
         array.emplace_back(d.low());
     }
+    // The first two elements, as Swift's Duration reads its unkeyed
+    // container: elements after them are not looked at.
     static Duration decode(Element e, const CodingPath& path) {
         auto array = expectArray<Duration>(e, path);
-        if (array.size() != 2) {
-            throwDataCorrupted(path, "Expected an array of two integers (high, low) for a duration.");
-        }
         auto it = array.begin();
-        int64_t high = decodeInteger<int64_t>(*it, path.child(size_t(0)));
+        if (it == array.end()) throwAtEnd(path.child(size_t(0)));
+        int64_t high = decodeFrom<int64_t>(*it, path.child(size_t(0)));
         ++it;
-        uint64_t low = decodeInteger<uint64_t>(*it, path.child(size_t(1)));
+        if (it == array.end()) throwAtEnd(path.child(size_t(1)));
+        uint64_t low = decodeFrom<uint64_t>(*it, path.child(size_t(1)));
         return Duration::fromParts(high, low);
+    }
+    [[noreturn]] static void throwAtEnd(const CodingPath& path) {
+        throw DecodingError(DecodingError::Kind::valueNotFound, path.render(), "Unkeyed container is at end.");
     }
 };
 

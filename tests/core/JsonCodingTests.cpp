@@ -85,9 +85,87 @@ TEST(JsonCoding, DurationLowWordAcceptsTheFullUnsignedRange) {
 
 TEST(JsonCoding, DurationMustBeAPairOfIntegers) {
     EXPECT_THROW(json::decode<Duration>("[1]"), json::DecodingError);
-    EXPECT_THROW(json::decode<Duration>("[1, 2, 3]"), json::DecodingError);
     EXPECT_THROW(json::decode<Duration>("[1, -2]"), json::DecodingError);
     EXPECT_THROW(json::decode<Duration>("{\"high\": 1}"), json::DecodingError);
+}
+
+json::DecodingError decodingError(auto decodeIt) {
+    try {
+        decodeIt();
+    } catch (const json::DecodingError& e) {
+        return e;
+    }
+    ADD_FAILURE() << "it decoded";
+    return json::DecodingError(json::DecodingError::Kind::dataCorrupted, "", "");
+}
+
+TEST(JsonCoding, DurationReadsItsFirstTwoElementsAsSwiftDoes) {
+    // Swift's Duration reads high and low from its unkeyed container and
+    // never looks further; a short array runs out at the missing element.
+    EXPECT_EQ(json::decode<Duration>("[1, 2, 3]"), Duration::fromParts(1, 2));
+    auto shortOne = decodingError([] { (void)json::decode<Duration>("[1]"); });
+    EXPECT_EQ(shortOne.kind(), json::DecodingError::Kind::valueNotFound);
+    EXPECT_EQ(shortOne.path(), "[1]");
+    EXPECT_EQ(shortOne.description(), "Unkeyed container is at end.");
+    auto empty = decodingError([] { (void)json::decode<Duration>("[]"); });
+    EXPECT_EQ(empty.kind(), json::DecodingError::Kind::valueNotFound);
+    EXPECT_EQ(empty.path(), "[0]");
+}
+
+TEST(JsonCoding, NullWhereAValueMustBeIsAMissingValueAtAnyDepth) {
+    // Swift reports valueNotFound for a null element, payload or nested
+    // record, as it does for a null field.
+    auto element = decodingError([] { (void)json::decode<std::vector<int32_t>>("[1, null]"); });
+    EXPECT_EQ(element.kind(), json::DecodingError::Kind::valueNotFound);
+    EXPECT_EQ(element.path(), "[1]");
+    auto reading = decodingError([] { (void)json::decode<std::vector<ProcessReading>>("[null]"); });
+    EXPECT_EQ(reading.kind(), json::DecodingError::Kind::valueNotFound);
+    auto duration = decodingError([] { (void)json::decode<Duration>("[null, 1]"); });
+    EXPECT_EQ(duration.kind(), json::DecodingError::Kind::valueNotFound);
+    EXPECT_EQ(duration.path(), "[0]");
+}
+
+TEST(JsonCoding, AnIntegerPastTheUnsignedRangeIsADouble) {
+    // Swift reads 18446744073709551616 as a double, and refuses it for an
+    // integer field.
+    EXPECT_EQ(json::decode<double>("18446744073709551616"), 18446744073709551616.0);
+    EXPECT_EQ(json::decode<std::vector<double>>(R"([1, 123456789012345678901234567890, -18446744073709551617])"),
+              (std::vector<double>{1, 123456789012345678901234567890.0, -18446744073709551617.0}));
+    EXPECT_EQ(json::decode<std::vector<std::string>>(R"(["123456789012345678901234567890"])")[0],
+              "123456789012345678901234567890");
+    auto tooBig = decodingError([] { (void)json::decode<uint64_t>("18446744073709551616"); });
+    EXPECT_EQ(tooBig.kind(), json::DecodingError::Kind::dataCorrupted);
+    EXPECT_THROW(json::decode<double>("1e400"), json::DecodingError);
+    EXPECT_THROW(json::decode<double>("[01]"), json::DecodingError);
+}
+
+TEST(JsonCoding, APayloadThatIsNullIsAMissingValue) {
+    auto e = decodingError([] { (void)json::decode<Activity>(R"({"process": null})"); });
+    EXPECT_EQ(e.kind(), json::DecodingError::Kind::valueNotFound);
+    EXPECT_EQ(e.path(), "process");
+    auto notAnObject = decodingError([] { (void)json::decode<Activity>(R"({"process": 4242})"); });
+    EXPECT_EQ(notAnObject.kind(), json::DecodingError::Kind::typeMismatch);
+}
+
+TEST(JsonCoding, NegativeZeroKeepsItsSign) {
+    // Swift writes a negative zero double as "-0".
+    EXPECT_TRUE(std::signbit(json::decode<double>("-0")));
+    EXPECT_TRUE(std::signbit(json::decode<std::vector<double>>("[1,-0,-0.0,-0E0]")[1]));
+    EXPECT_TRUE(std::signbit(json::decode<Date>("-0").secondsSinceReferenceDate));
+    EXPECT_FALSE(std::signbit(json::decode<double>("0")));
+    EXPECT_EQ(json::decode<std::vector<double>>("[-0.5,-0e1,-0]").size(), 3u);
+    EXPECT_EQ(json::decode<double>("-0.5"), -0.5);
+    // Integers take it as 0; strings keep their text.
+    EXPECT_EQ(json::decode<uint64_t>("-0"), 0u);
+    EXPECT_EQ(json::decode<int32_t>("-0"), 0);
+    EXPECT_EQ(json::decode<std::vector<std::string>>(R"(["-0", "a\"-0", "-0,"])"),
+              (std::vector<std::string>{"-0", "a\"-0", "-0,"}));
+    auto r = json::decode<ProcessReading>(R"({"pid":-0,"parentPID":0,"uid":0,"name":"-0","startTime":-0,)"
+                                          R"("cpuTime":[-0,0],"footprintBytes":0,"diskReadBytes":0,)"
+                                          R"("diskWriteBytes":0,"energyNJ":0,"isComplete":true,"wakeups":-0})");
+    EXPECT_TRUE(std::signbit(r.startTime.secondsSinceReferenceDate));
+    EXPECT_EQ(r.name, "-0");
+    EXPECT_EQ(r.cpuTime, Duration::zero());
 }
 
 TEST(JsonCoding, DurationSecondsAreWholeSecondsPlusAttosecondsFraction) {

@@ -20,7 +20,11 @@ enum {
 };
 
 os_log_t os_log_create(const char* subsystem, const char* category);
-void orvantine_check_os_log(os_log_t log, os_log_type_t type, const char* format, ...);
+// What the SDK's macro calls, in libSystem, so that the link check links it.
+void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* format, uint8_t* buf, uint32_t size);
+static inline void orvantine_check_os_log(os_log_t log, os_log_type_t type, const char* format, ...) {
+    _os_log_impl(0, log, type, format, 0, 0);
+}
 
 #define os_log_with_type(log, type, format, ...) orvantine_check_os_log((log), (type), (format), __VA_ARGS__)
 
