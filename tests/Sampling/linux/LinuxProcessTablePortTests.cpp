@@ -152,11 +152,11 @@ TEST(LinuxProcessTablePort, BootInstantFollowsAWallClockStepButNotJitter) {
     options.measureBoot = [&boot] { return boot; };
     auto sampler = samplerFor(options);
     const Date start = Date::fromUnixSeconds(1'700'000'005.0);
-    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, start);
+    EXPECT_EQ(findCopy(sampler.sampleNow(), 42)->startTime, start);
     boot += 0.006;  // under a tick (10 ms): the same start, to the bit
-    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, start);
+    EXPECT_EQ(findCopy(sampler.sampleNow(), 42)->startTime, start);
     boot += 30;  // NTP stepped the clock after a resume: 30.006 s later, to the tick
-    EXPECT_EQ(find(sampler.sampleNow(), 42)->startTime, Date::fromUnixSeconds(double(170'000'003'001LL + 500) / 100));
+    EXPECT_EQ(findCopy(sampler.sampleNow(), 42)->startTime, Date::fromUnixSeconds(double(170'000'003'001LL + 500) / 100));
 }
 
 TEST(LinuxProcessTablePort, AnUpgradedExecutableLosesTheDeletedMark) {
