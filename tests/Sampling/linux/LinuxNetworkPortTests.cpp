@@ -111,8 +111,14 @@ bool ipIn(const std::string& ns, const std::string& command) {
     return std::system(("ip -n " + ns + " " + command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-// A full-tunnel VPN as wg-quick sets it up (a veth pair inside the
-// namespace stands in for the tunnel device, as this kernel may lack dummy): the main table's default route
+// A tunnel device inside the namespace, up, with an address: a veth pair
+// stands in for it, as this kernel may lack the dummy module.
+bool addTunnel(const std::string& ns) {
+    return ipIn(ns, "link add orvtun0 type veth peer name orvtun1") && ipIn(ns, "link set orvtun0 up") &&
+           ipIn(ns, "link set orvtun1 up") && ipIn(ns, "addr add 10.214.0.1/24 dev orvtun0");
+}
+
+// A full-tunnel VPN as wg-quick sets it up: the main table's default route
 // still leaves by the real interface, and a rule sends everything else to a
 // table whose default goes into the tunnel.
 TEST(LinuxNetworkPortLive, PolicyRoutingNamesTheTunnel) {
@@ -120,10 +126,7 @@ TEST(LinuxNetworkPortLive, PolicyRoutingNamesTheTunnel) {
     auto ns = test::NetworkNamespace::make(whyNot);
     if (!ns) GTEST_SKIP() << whyNot;
     const std::string name = ns->name();
-    ASSERT_TRUE(ipIn(name, "link add orvtun0 type veth peer name orvtun1") && ipIn(name, "link set orvtun0 up") &&
-                ipIn(name, "link set orvtun1 up") &&
-                ipIn(name, "addr add 10.214.0.1/24 dev orvtun0") &&
-                ipIn(name, "route add default via " + ns->outsideAddress()));
+    ASSERT_TRUE(addTunnel(name) && ipIn(name, "route add default via " + ns->outsideAddress()));
     auto before = primaryInside(name);
     ASSERT_TRUE(before);
     EXPECT_NE(*before, "orvtun0");  // the veth end inside
@@ -137,9 +140,7 @@ TEST(LinuxNetworkPortLive, MultipathDefaultRouteNamesANexthop) {
     auto ns = test::NetworkNamespace::make(whyNot);
     if (!ns) GTEST_SKIP() << whyNot;
     const std::string name = ns->name();
-    ASSERT_TRUE(ipIn(name, "link add orvtun0 type veth peer name orvtun1") && ipIn(name, "link set orvtun0 up") &&
-                ipIn(name, "link set orvtun1 up") &&
-                ipIn(name, "addr add 10.214.0.1/24 dev orvtun0") &&
+    ASSERT_TRUE(addTunnel(name) &&
                 ipIn(name, "route add default nexthop dev orvtun0 nexthop via " + ns->outsideAddress()));
     auto primary = primaryInside(name);
     ASSERT_TRUE(primary);
