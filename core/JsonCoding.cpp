@@ -81,8 +81,21 @@ namespace {
 // every such number, outside strings, so rewritten, or nothing when there
 // is none, which is nearly always.
 std::optional<std::string> spellNegativeZeros(std::string_view text) {
-    size_t candidate = text.find("-0");
-    if (candidate == std::string_view::npos) return std::nullopt;
+    // The full, string-aware pass runs only when some "-0" is followed by
+    // what can follow a number and is not a digit, a point or an exponent:
+    // "-0" inside names and paths ("app-0.9", "disk-0\"") is common, a
+    // negative zero rare.
+    auto canEndAValue = [](char c) {
+        return c == ',' || c == '}' || c == ']' || c == ' ' || c == '\t' || c == '\n' || c == '\r';
+    };
+    bool candidate = false;
+    for (size_t at = text.find("-0"); at != std::string_view::npos; at = text.find("-0", at + 2)) {
+        if (at + 2 >= text.size() || canEndAValue(text[at + 2])) {
+            candidate = true;
+            break;
+        }
+    }
+    if (!candidate) return std::nullopt;
     auto endsNumber = [&](size_t i) {
         return i >= text.size() || !(std::isdigit(static_cast<unsigned char>(text[i])) || text[i] == '.' ||
                                      text[i] == 'e' || text[i] == 'E');
@@ -140,7 +153,7 @@ std::string spellBigIntegersAsDecimals(std::string_view text) {
 }
 }  // namespace
 
-Element parseDocument(std::string_view text) {
+Element parseDocument(std::string_view text, bool hasReadAhead) {
     // One parser per thread: its buffers are reused, and the returned element
     // stays valid until the next parse on this thread.
     thread_local simdjson::dom::parser parser;
@@ -148,9 +161,10 @@ Element parseDocument(std::string_view text) {
     if (auto spelled = spellNegativeZeros(text)) {
         respelled = std::move(*spelled);
         text = respelled;
+        hasReadAhead = false;
     }
     Element root;
-    auto error = parser.parse(text.data(), text.size(), true).get(root);
+    auto error = parser.parse(text.data(), text.size(), !hasReadAhead).get(root);
     if (error == simdjson::NUMBER_ERROR) {
         respelled = spellBigIntegersAsDecimals(text);
         error = parser.parse(respelled.data(), respelled.size(), true).get(root);

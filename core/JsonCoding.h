@@ -13,8 +13,10 @@
 //   with a `caseName`, written as {"<case>": {<payload fields>}};
 // - a map keyed by strings is an object, any other map a flat array
 //   alternating key and value.
-// Writing builds a Boost.JSON value; reading walks a simdjson DOM, whose
-// number parser is exact (a date must compare equal after a round trip).
+// Writing streams tokens into a string (JsonWriter); the same rules can also
+// build a Boost.JSON value, for a caller that composes a larger document.
+// Reading walks a simdjson DOM, whose number parser is exact (a date must
+// compare equal after a round trip).
 
 #include <boost/describe.hpp>
 #include <boost/json/monotonic_resource.hpp>
@@ -40,6 +42,7 @@
 #include "core/Date.h"
 #include "core/DecodingError.h"
 #include "core/Duration.h"
+#include "core/JsonWriter.h"
 
 namespace orv::json {
 
@@ -65,13 +68,15 @@ struct CodingPath {
 [[noreturn]] void throwInvalidCaseCount(const CodingPath& path);
 
 // Specialise for a type whose wire form is not the generic one:
+//   static void write(const T&, JsonWriter& out);
 //   static void encode(const T&, boost::json::value& out);
 //   static T decode(Element, const CodingPath&);
 template <class T>
 struct Coder;
 
 template <class T>
-concept HasCoder = requires(const T& v, boost::json::value& out, Element e, const CodingPath& p) {
+concept HasCoder = requires(const T& v, JsonWriter& writer, boost::json::value& out, Element e, const CodingPath& p) {
+    Coder<T>::write(v, writer);
     Coder<T>::encode(v, out);
     { Coder<T>::decode(e, p) } -> std::same_as<T>;
 };
@@ -197,9 +202,105 @@ boost::json::value toJsonValue(const T& value, boost::json::storage_ptr storage 
     return out;
 }
 
-// The compact JSON text of a value.
+// ---------------------------------------------------------------- writing
+
+template <class T>
+void write(const T& value, JsonWriter& out);
+
+template <DescribedRecord T>
+void writeFields(const T& value, JsonWriter& out) {
+    out.punctuation('{');
+    bool first = true;
+    boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>([&](auto member) {
+        const auto& field = value.*member.pointer;
+        using Field = std::remove_cvref_t<decltype(field)>;
+        if constexpr (detail::IsOptional<Field>::value) {
+            if (!field) return;  // absent optionals are left out, never null
+        }
+        // Each field's `,"name":` is made once; the first field drops the comma.
+        static const std::string key = std::string(",\"") + member.name + "\":";
+        out.verbatim(first ? std::string_view(key).substr(1) : std::string_view(key));
+        first = false;
+        if constexpr (detail::IsOptional<Field>::value) write(*field, out);
+        else write(field, out);
+    });
+    out.punctuation('}');
+}
+
+template <class T>
+void write(const T& value, JsonWriter& out) {
+    if constexpr (HasCoder<T>) {
+        Coder<T>::write(value, out);
+    } else if constexpr (std::is_same_v<T, bool>) {
+        out.boolean(value);
+    } else if constexpr (std::is_integral_v<T>) {
+        out.integer(value);
+    } else if constexpr (std::is_floating_point_v<T>) {
+        out.number(static_cast<double>(value));
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        out.string(value);
+    } else if constexpr (detail::IsOptional<T>::value) {
+        if (value) write(*value, out);
+        else out.null();
+    } else if constexpr (detail::IsSequence<T>::value || detail::IsSet<T>::value) {
+        out.punctuation('[');
+        bool first = true;
+        for (const auto& element : value) {
+            if (!first) out.punctuation(',');
+            first = false;
+            write(element, out);
+        }
+        out.punctuation(']');
+    } else if constexpr (detail::IsMap<T>::value) {
+        using Key = typename T::key_type;
+        constexpr bool keyed = std::is_same_v<Key, std::string>;
+        out.punctuation(keyed ? '{' : '[');
+        bool first = true;
+        for (const auto& [k, v] : value) {
+            if (!first) out.punctuation(',');
+            first = false;
+            write(k, out);
+            out.punctuation(keyed ? ':' : ',');
+            write(v, out);
+        }
+        out.punctuation(keyed ? '}' : ']');
+    } else if constexpr (DescribedEnum<T>) {
+        const char* name = boost::describe::enum_to_string(value, nullptr);
+        out.string(name ? name : "");
+    } else if constexpr (detail::IsPayloadEnum<T>::value) {
+        std::visit([&](const auto& c) {
+            using Case = std::remove_cvref_t<decltype(c)>;
+            out.punctuation('{');
+            out.plainKey(Case::caseName);
+            writeFields(c, out);
+            out.punctuation('}');
+        }, value);
+    } else if constexpr (DescribedRecord<T>) {
+        writeFields(value, out);
+    } else {
+        static_assert(sizeof(T) == 0, "no JSON coding for this type");
+    }
+}
+
+// The compact JSON text of a value. Throws std::invalid_argument for a
+// double that is not finite, which JSON cannot state.
 template <class T>
 std::string encode(const T& value) {
+    // Room for what the last text of this type took, so that a large
+    // answer written again and again is not regrown each time.
+    thread_local size_t lastSize = 0;
+    std::string text;
+    text.reserve(lastSize + lastSize / 8);
+    JsonWriter writer(text);
+    write(value, writer);
+    lastSize = text.size();
+    return text;
+}
+
+// The same text through a Boost.JSON document: what encode() wrote before
+// it streamed, kept as the reference it is tested against.
+template <class T>
+std::string encodeThroughValue(const T& value) {
     boost::json::monotonic_resource arena;
     return boost::json::serialize(toJsonValue(value, &arena));
 }
@@ -243,18 +344,32 @@ T decodeInteger(Element e, const CodingPath& path) {
 
 template <DescribedRecord T>
 void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) {
+    // Keys nearly always come in the order the fields are written, so the
+    // key after the last one taken is tried first and only a miss searches
+    // the whole object. Every key before that one was taken by an earlier
+    // field, of another name, so a hit there is also the key's first
+    // occurrence: what a search would have found.
+    auto next = object.begin();
+    const auto end = object.end();
     boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>([&](auto member) {
         auto& field = out.*member.pointer;
         using Field = std::remove_cvref_t<decltype(field)>;
         Element child;
-        bool present = !object.at_key(member.name).get(child) && !child.is_null();
+        bool found;
+        if (next != end && next.key() == std::string_view(member.name)) {
+            child = next.value();
+            ++next;
+            found = true;
+        } else {
+            found = !object.at_key(member.name).get(child);
+        }
+        const bool present = found && !child.is_null();
         if constexpr (detail::IsOptional<Field>::value) {
             if (present) field = decodeFrom<typename Field::value_type>(child, path.child(member.name));
             else field.reset();
         } else {
             if (!present) {
-                Element probe;
-                if (object.at_key(member.name).get(probe)) throwKeyNotFound(path, member.name);
+                if (!found) throwKeyNotFound(path, member.name);
                 throwValueNotFound(path.child(member.name), detail::typeName<Field>());
             }
             field = decodeFrom<Field>(child, path.child(member.name));
@@ -363,7 +478,14 @@ T decodeFrom(Element e, const CodingPath& path) {
         std::string_view raw;
         if (e.get_string().get(raw)) throwTypeMismatch(path, "String", e);
         T out{};
-        if (!boost::describe::enum_from_string(std::string(raw).c_str(), out)) {
+        bool matched = false;
+        boost::mp11::mp_for_each<boost::describe::describe_enumerators<T>>([&](auto enumerator) {
+            if (!matched && raw == std::string_view(enumerator.name)) {
+                out = enumerator.value;
+                matched = true;
+            }
+        });
+        if (!matched) {
             throwDataCorrupted(path, "Cannot initialize enumeration from invalid String value " + std::string(raw));
         }
         return out;
@@ -393,25 +515,44 @@ T decodeFrom(Element e, const CodingPath& path) {
     }
 }
 
+// How far past a text's end the parser may read. A string whose capacity
+// leaves this much room is parsed where it lies; any other text is first
+// copied into a buffer that does.
+inline constexpr size_t parserReadAhead = simdjson::SIMDJSON_PADDING;
+
 // Parses `text` and decodes it as T; throws DecodingError on malformed JSON
 // or on a document that does not fit T.
-Element parseDocument(std::string_view text);
+Element parseDocument(std::string_view text, bool hasReadAhead = false);
 
 template <class T>
 T decode(std::string_view text) {
     return decodeFrom<T>(parseDocument(text), CodingPath{});
 }
 
+template <class T, class Text>
+    requires std::same_as<Text, std::string>
+T decode(const Text& text) {
+    return decodeFrom<T>(parseDocument(text, text.capacity() - text.size() >= parserReadAhead), CodingPath{});
+}
+
 // ---------------------------------------------------------------- bespoke forms
 
 template <>
 struct Coder<Date> {
+    static void write(const Date& d, JsonWriter& out) { out.number(d.secondsSinceReferenceDate); }
     static void encode(const Date& d, boost::json::value& out) { out = d.secondsSinceReferenceDate; }
     static Date decode(Element e, const CodingPath& path) { return Date{decodeFrom<double>(e, path)}; }
 };
 
 template <>
 struct Coder<Duration> {
+    static void write(const Duration& d, JsonWriter& out) {
+        out.punctuation('[');
+        out.integer(d.high());
+        out.punctuation(',');
+        out.integer(d.low());
+        out.punctuation(']');
+    }
     static void encode(const Duration& d, boost::json::value& out) {
         auto& array = out.emplace_array();
         array.emplace_back(d.high());

@@ -27,6 +27,7 @@ struct UUID {
 
 template <>
 struct json::Coder<UUID> {
+    static void write(const UUID& id, JsonWriter& out) { out.string(id.string()); }
     static void encode(const UUID& id, boost::json::value& out);
     static UUID decode(Element e, const CodingPath& path);
 };

@@ -98,8 +98,8 @@ TEST(ProcessNetworkMath, ApplySetsTheRatesOfKnownPidsAndKeepsOrderAndTheRest) {
 }
 
 TEST(ProcessNetworkMath, CounterAndRateEncodeUnderTheirKeys) {
-    EXPECT_EQ(json::encode(Counter{Date{1.5}, 2, 3}), R"({"startTime":1.5E0,"rx":2,"tx":3})");
-    EXPECT_EQ(json::encode(Rate{1, 2}), R"({"inBPS":1E0,"outBPS":2E0})");
+    EXPECT_EQ(json::encode(Counter{Date{1.5}, 2, 3}), R"({"startTime":1.5,"rx":2,"tx":3})");
+    EXPECT_EQ(json::encode(Rate{1, 2}), R"({"inBPS":1.0,"outBPS":2.0})");
     EXPECT_EQ(json::decode<Counter>(R"({"startTime":1.5,"rx":2,"tx":3})"), (Counter{Date{1.5}, 2, 3}));
 }
 

@@ -90,7 +90,7 @@ TEST(AlertSettings, Defaults) {
 TEST(AlertSettings, DefaultsEncodeEveryRuleEnabledAndDecodeBackEqual) {
     auto text = json::encode(AlertSettings::defaults());
     EXPECT_EQ(text.find("quietHours"), std::string::npos) << text;
-    EXPECT_NE(text.find(R"("rules":["highCPU",{"isEnabled":true,"threshold":7E1,"window":[32,9704189641294348288]})"),
+    EXPECT_NE(text.find(R"("rules":["highCPU",{"isEnabled":true,"threshold":70.0,"window":[32,9704189641294348288]})"),
               std::string::npos)
         << text;
     EXPECT_NE(text.find(R"("mutedAppIDs":[])"), std::string::npos) << text;
@@ -121,7 +121,7 @@ TEST(AlertSettings, AnUnknownRuleFailsToDecode) {
 TEST(AlertState, LastFiredIsAFlatArray) {
     AlertState state;
     state.lastFired[AlertKey{"other:stress", AlertRule::highCPU}] = Date{100};
-    EXPECT_EQ(json::encode(state), R"({"lastFired":[{"appID":"other:stress","rule":"highCPU"},1E2]})");
+    EXPECT_EQ(json::encode(state), R"({"lastFired":[{"appID":"other:stress","rule":"highCPU"},100.0]})");
     EXPECT_EQ(json::decode<AlertState>(json::encode(state)), state);
 }
 

@@ -47,7 +47,7 @@ TEST(PeriodChange, FromTwoTotals) {
 }
 
 TEST(PeriodChange, JsonFormIsAOneKeyObject) {
-    EXPECT_EQ(json::encode(PeriodChange(RelativeChange{0.25})), R"({"relative":{"_0":2.5E-1}})");
+    EXPECT_EQ(json::encode(PeriodChange(RelativeChange{0.25})), R"({"relative":{"_0":0.25}})");
     EXPECT_EQ(json::encode(PeriodChange(NewChange{})), R"({"new":{}})");
     EXPECT_EQ(json::decode<PeriodChange>(R"({"relative":{"_0":-0.1}})"), PeriodChange(RelativeChange{-0.1}));
     EXPECT_EQ(json::decode<PeriodChange>(R"({"new":{}})"), PeriodChange(NewChange{}));
@@ -108,7 +108,7 @@ TEST(Metric, EveryMetricHasATitleAndCodesAsItsName) {
 
 TEST(ChartRecords, RoundTripAndHash) {
     SeriesPoint point{Date{1000.5}, 12.5, 40};
-    EXPECT_EQ(json::encode(point), R"({"at":1.0005E3,"average":1.25E1,"maximum":4E1})");
+    EXPECT_EQ(json::encode(point), R"({"at":1000.5,"average":12.5,"maximum":40.0})");
     EXPECT_EQ(json::decode<SeriesPoint>(json::encode(point)), point);
 
     AppTotal total{AppIdentity::other("stress"), 123.0};
