@@ -126,7 +126,7 @@ void HelperProcessSource::request(HelperProtocol::Method method, ResumeOnce::Con
     // caller, back on the executor; the others find it already resumed.
     auto once = std::make_shared<ResumeOnce>(
         [self = shared_from_this(), done = std::move(done)](std::optional<std::string> bytes) {
-            self->executor_.enqueue([done, bytes = std::move(bytes)] { done(bytes); });
+            self->executor_.enqueue([done, bytes = std::move(bytes)]() mutable { done(std::move(bytes)); });
         });
     timers_.schedule(replyLimit, [once] { once->resume(std::nullopt); });
     auto log = log_;

@@ -41,8 +41,9 @@ void HelperService::sampleWithReply(DataReply reply) {
             reply(std::string("[]"));
             return;
         }
-        if (network) network->observe(readings);
+        // The answer first: the accounting's bookkeeping can wait for it.
         reply(encoder(readings));
+        if (network) network->observe(readings);
     });
 }
 

@@ -16,6 +16,7 @@
 #include "HelperProtocol/HelperFrame.h"
 #include "Sampling/HelperTransport.h"
 #include "core/FileDescriptor.h"
+#include "core/JsonCoding.h"
 #include "core/Result.h"
 
 namespace orv {
@@ -212,12 +213,18 @@ private:
             if (length > HelperFrame::maxReplyBytes) {
                 return Failure{"The helper announced a reply of " + std::to_string(length) + " bytes, over the limit"};
             }
-            std::string payload(length, '\0');
+            // Room past the end lets the JSON parser read the reply in place.
+            std::string payload;
+            payload.reserve(size_t(length) + json::parserReadAhead);
+            payload.resize(length);
             if (auto read = readExactly(payload.data(), payload.size()); !read) return read.error();
             auto reply = HelperFrame::readReply(payload);
             if (!reply) return Failure{"The helper sent a malformed reply"};
             if (!*reply) return std::optional<std::string>{};
-            return std::optional<std::string>{std::string(**reply)};
+            // The data is the body less its presence byte: moved down in
+            // place rather than copied out of a reply that can be megabytes.
+            payload.erase(0, payload.size() - (*reply)->size());
+            return std::optional<std::string>{std::move(payload)};
         }
     };
 
