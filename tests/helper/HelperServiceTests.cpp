@@ -84,7 +84,19 @@ TEST_F(HelperServiceTest, EachSampleShowsItsReadingsToTheAccounting) {
     sampler->setReadings({test::readingNamed(1, "a"), test::readingNamed(2, "b")});
     HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
     sampleReply(service);
+    // The reply goes first; the accounting sees the readings right after,
+    // in the same job on the sampling thread.
+    executor.run([] {}).get();
     EXPECT_EQ(network->observed.load(), 2u);
+}
+
+TEST_F(HelperServiceTest, TheReplyDoesNotWaitForTheAccounting) {
+    auto network = std::make_shared<FakeProcessNetwork>();
+    sampler->setReadings({test::readingNamed(1, "a")});
+    HelperService service(sampler, std::nullopt, executor, HelperService::defaultEncoder(), network);
+    std::promise<size_t> observedAtReply;
+    service.sampleWithReply([&](std::optional<std::string>) { observedAtReply.set_value(network->observed.load()); });
+    EXPECT_EQ(observedAtReply.get_future().get(), 0u);
 }
 
 TEST_F(HelperServiceTest, SampleRunsTheSamplerOnTheSamplingThread) {
