@@ -4,6 +4,7 @@
 #include "Sampling/ResumeOnce.h"
 #include "core/DecodingError.h"
 #include "core/JsonCoding.h"
+#include "core/RecordArrayDecoder.h"
 
 namespace orv {
 
@@ -21,7 +22,10 @@ HelperProcessSource::HelperProcessSource(Token, std::shared_ptr<ProcessSource> l
     : local_(std::move(local)),
       requirement_(HelperIdentity::requirement(HelperIdentity::helperBundleID, teamID)),
       transport_(std::move(transport)),
-      readingsDecoder_([](const std::string& bytes) { return json::decode<std::vector<ProcessReading>>(bytes); }),
+      // Each reply is mostly the last one again; the decoder reuses the
+      // records of unchanged elements. It runs on the executor only.
+      readingsDecoder_([decoder = std::make_shared<json::RecordArrayDecoder<ProcessReading>>()](
+                           const std::string& bytes) { return decoder->decode(bytes); }),
       timers_(timers),
       executor_(executor) {}
 

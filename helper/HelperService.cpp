@@ -4,6 +4,7 @@
 
 #include "helper/HelperInfo.h"
 #include "core/JsonCoding.h"
+#include "core/RecordArrayEncoder.h"
 
 namespace orv {
 
@@ -17,14 +18,17 @@ HelperService::HelperService(std::shared_ptr<ProcessSource> sampler, std::option
       network_(std::move(network)) {}
 
 HelperService::Encoder HelperService::defaultEncoder() {
-    return [](const std::vector<ProcessReading>& readings) -> std::optional<std::string> {
+    // Most of a table is the same from one sample to the next; the encoder
+    // keeps each process's last text. It runs on the sampling thread only.
+    auto encoder = std::make_shared<json::RecordArrayEncoder<ProcessReading>>();
+    return [encoder](const std::vector<ProcessReading>& readings) -> std::optional<std::string> {
         // A date that is not a finite number has no JSON form; the standard
         // encoder refuses it rather than write something unreadable.
         for (const auto& r : readings) {
             if (!std::isfinite(r.startTime.secondsSinceReferenceDate)) return std::nullopt;
         }
         try {
-            return json::encode(readings);
+            return encoder->encode(readings);
         } catch (...) {
             return std::nullopt;
         }
