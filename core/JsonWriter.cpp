@@ -1,5 +1,7 @@
 #include "core/JsonWriter.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cmath>
 #include <stdexcept>
@@ -12,8 +14,10 @@ void JsonWriter::number(double value) {
                                     : value > 0          ? "Unable to encode Double.infinity directly in JSON."
                                                          : "Unable to encode -Double.infinity directly in JSON.");
     }
+    // fmt's shortest form (the C++ library's floating-point to_chars is
+    // missing from macOS 13.0's).
     char buffer[40];
-    auto end = std::to_chars(buffer, buffer + sizeof buffer - 2, value).ptr;
+    auto end = fmt::format_to_n(buffer, sizeof buffer - 2, "{}", value).out;
     bool marked = false;
     for (char* p = buffer; p != end; ++p) {
         if (*p == '.' || *p == 'e') {

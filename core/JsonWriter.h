@@ -3,7 +3,7 @@
 // Compact JSON text written straight into a string, token by token, with no
 // document tree in between. The record coding drives it (see
 // core/JsonCoding.h); this class knows only JSON's own lexical rules:
-// - integers are written exactly;
+// - integers are written exactly, through std::to_chars;
 // - a double is the shortest decimal that reads back as the same bits, and
 //   always carries a fraction or an exponent, so that a reader cannot take
 //   it for an integer (a negative zero stays negative, and a whole number

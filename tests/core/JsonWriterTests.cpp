@@ -36,9 +36,12 @@ TEST(JsonWriter, ADoubleIsItsShortestExactDecimalAndNeverLooksLikeAnInteger) {
     EXPECT_EQ(written([](auto& w) { w.number(0.1); }), "0.1");
     EXPECT_EQ(written([](auto& w) { w.number(1e300); }), "1e+300");
     EXPECT_EQ(written([](auto& w) { w.number(5e-324); }), "5e-324");
+    EXPECT_EQ(written([](auto& w) { w.number(1e15); }), "1000000000000000.0");
     // Past 2^64 a whole number written bare would be read as an integer too
-    // large for any integer type.
-    EXPECT_EQ(written([](auto& w) { w.number(18446744073709551616.0); }), "18446744073709551616.0");
+    // large for any integer type; it reads back as the same double.
+    const std::string big = written([](auto& w) { w.number(18446744073709551616.0); });
+    EXPECT_EQ(big, "1.8446744073709552e+19");
+    EXPECT_EQ(json::decode<double>(big), 18446744073709551616.0);
 }
 
 TEST(JsonWriter, NegativeZeroKeepsItsSign) {
