@@ -32,8 +32,10 @@ else()
   pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
   pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
   pkg_check_modules(MNL REQUIRED IMPORTED_TARGET libmnl)
-  find_package(ICU REQUIRED COMPONENTS uc i18n)
-  set(ORVANTINE_CORE_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::PLIST ICU::uc ICU::i18n Threads::Threads)
+  # ICU only for grapheme breaking and character widths; numbers, the order
+  # of names and time zones come from the C library's locale and zone data.
+  find_package(ICU REQUIRED COMPONENTS uc)
+  set(ORVANTINE_CORE_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::PLIST Threads::Threads)
   set(ORVANTINE_PRIVATEAPIS_PLATFORM_LIBS PkgConfig::SYSTEMD ${CMAKE_DL_LIBS})
-  set(ORVANTINE_SAMPLING_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::MNL ICU::uc ICU::i18n ${CMAKE_DL_LIBS})
+  set(ORVANTINE_SAMPLING_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::MNL ICU::uc ${CMAKE_DL_LIBS})
 endif()
