@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -16,6 +18,14 @@ constexpr int usageError = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A live view builds a snapshot a second on the sampling thread and
+    // frees the last one on the main thread. One heap for both, and large
+    // blocks (the per-process vectors) always mapped on their own, so that
+    // what a pass frees goes back to the system instead of staying resident
+    // in a second arena and under glibc's threshold, which rises to the
+    // largest block ever freed.
+    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_THRESHOLD, 64 * 1024);
     // Before any thread starts: the process table keeps thousands of
     // descriptors.
     orv::prepareProcessTable();
