@@ -133,12 +133,27 @@ inline double residentBytes(pid_t pid) {
 }
 
 // What a live view cost over the measured seconds: its CPU share of one
-// core and its resident size at the end; negative share when it could not
-// be run.
+// core and its resident size (the median of readings four times a second,
+// since a view holds more while it builds a frame than between frames) and
+// the largest reading; negative share when it could not be run.
 struct ViewCost {
     double share = -1;
     double resident = 0;
+    double largestResident = 0;
 };
+
+// Waits `seconds`, reading the resident size of `pid` four times a second
+// into `cost`.
+inline void watchResident(pid_t pid, int seconds, ViewCost& cost) {
+    std::vector<double> readings;
+    auto end = Clock::now() + std::chrono::seconds(seconds);
+    while (Clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        if (double bytes = residentBytes(pid); bytes > 0) readings.push_back(bytes);
+    }
+    cost.resident = median(readings);
+    cost.largestResident = readings.empty() ? 0 : *std::max_element(readings.begin(), readings.end());
+}
 
 // btop at a one-second refresh in a detached tmux session, over `seconds`
 // after a two-second start.
@@ -155,13 +170,12 @@ inline ViewCost btopCost(int seconds) {
     auto pidText = run("tmux list-panes -t orvbench -F '#{pane_pid}' 2>/dev/null");
     pid_t pid = pid_t(std::atoi(pidText.c_str()));
     if (pid <= 0) return {};
+    ViewCost cost;
     double before = processCPUSeconds(pid);
     auto started = Clock::now();
-    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    watchResident(pid, seconds, cost);
     double after = processCPUSeconds(pid);
     double wall = std::chrono::duration<double>(Clock::now() - started).count();
-    ViewCost cost;
-    cost.resident = residentBytes(pid);
     run("tmux kill-session -t orvbench 2>/dev/null");
     if (before < 0 || after < 0) return {};
     cost.share = (after - before) / wall * 100;

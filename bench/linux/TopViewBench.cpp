@@ -3,8 +3,8 @@
 // system) over the measured seconds read from its proc entry, beside btop at
 // the same refresh in the same size of pane; and, in process, the cost of
 // one frame alone (the rows, the frame and the changed lines) over a live
-// snapshot. Beside the shares, each view's resident size at the end of the
-// measured seconds.
+// snapshot. Beside the shares, each view's resident size over the measured
+// seconds: the median and the largest of readings four times a second.
 //
 //   TopViewBench [--processes N]... [--seconds S] [--program PATH] [--no-btop]
 //
@@ -30,7 +30,7 @@ using orv::bench::btopCost;
 using orv::bench::liveProcessCount;
 using orv::bench::median;
 using orv::bench::processCPUSeconds;
-using orv::bench::residentBytes;
+using orv::bench::watchResident;
 using orv::bench::run;
 using orv::bench::startIdleChildren;
 using orv::bench::stopChildren;
@@ -50,11 +50,10 @@ ViewCost topCost(const std::string& program, int seconds) {
     if (pid > 0) {
         double before = processCPUSeconds(pid);
         auto started = Clock::now();
-        std::this_thread::sleep_for(std::chrono::seconds(seconds));
+        watchResident(pid, seconds, cost);
         double after = processCPUSeconds(pid);
         double wall = std::chrono::duration<double>(Clock::now() - started).count();
         if (before >= 0 && after >= 0) cost.share = (after - before) / wall * 100;
-        cost.resident = residentBytes(pid);
     }
     run("tmux kill-session -t " + session + " 2>/dev/null");
     return cost;
@@ -105,8 +104,8 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    std::printf("%-10s %10s %12s %10s %8s %10s %10s\n", "processes", "frame µs", "top %", "btop %", "ratio", "top MB",
-                "btop MB");
+    std::printf("%-10s %10s %12s %10s %8s %10s %10s %10s %10s\n", "processes", "frame µs", "top %", "btop %", "ratio",
+                "top MB", "btop MB", "top max", "btop max");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
@@ -120,16 +119,19 @@ int main(int argc, char** argv) {
         ViewCost ours = topCost(program, seconds);
         ViewCost theirs = btop ? btopCost(seconds) : ViewCost{};
         double top = ours.share, other = theirs.share;
-        std::printf("%-10zu %10.0f %12s %10s %8s %10.1f %10s\n", snapshot.processes.size(), frame,
+        auto megabytes = [](double bytes) { return bytes > 0 ? std::to_string(bytes / 1e6).substr(0, 4) : "-"; };
+        std::printf("%-10zu %10.0f %12s %10s %8s %10s %10s %10s %10s\n", snapshot.processes.size(), frame,
                     top < 0 ? "failed" : std::to_string(top).substr(0, 5).c_str(),
                     other < 0 ? "-" : std::to_string(other).substr(0, 5).c_str(),
                     top > 0 && other > 0 ? std::to_string(top / other).substr(0, 4).c_str() : "-",
-                    ours.resident / 1e6, other < 0 ? "-" : std::to_string(theirs.resident / 1e6).substr(0, 4).c_str());
+                    megabytes(ours.resident).c_str(), megabytes(theirs.resident).c_str(),
+                    megabytes(ours.largestResident).c_str(), megabytes(theirs.largestResident).c_str());
         std::fflush(stdout);
         stopChildren(children);
     }
     std::printf("top %% and btop %%: CPU time over wall time as a share of one core, each at a one-second refresh in "
-                "a 200 x 50 tmux pane, over %d s after a 2 s start; MB: resident size (VmRSS) at the end.\n",
+                "a 200 x 50 tmux pane, over %d s after a 2 s start; MB: median resident size (VmRSS, 10^6 bytes) read four "
+                "times a second over the same seconds, max: the largest reading.\n",
                 seconds);
     return 0;
 }
