@@ -1,11 +1,13 @@
 #include "core/NumberSymbols.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <string_view>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace orv {
 
@@ -52,6 +54,25 @@ std::string grouped(const std::string& whole, const NumberSymbols& symbols) {
     return out;
 }
 
+// The shortest digits that read back as `magnitude` (finite, not
+// negative), written without an exponent: fmt's shortest form ("1e+22",
+// "1.5e-07") moved into place.
+std::string shortestFixed(double magnitude) {
+    std::string text = fmt::format("{}", magnitude);
+    auto e = text.find('e');
+    if (e == std::string::npos) return text;
+    int exponent = std::atoi(text.c_str() + e + 1);
+    std::string mantissa = text.substr(0, e);
+    auto point = mantissa.find('.');
+    std::string digits = mantissa;
+    int wholeDigits = int(point == std::string::npos ? mantissa.size() : point);
+    if (point != std::string::npos) digits.erase(point, 1);
+    int position = wholeDigits + exponent;  // digits before the point
+    if (position <= 0) return "0." + std::string(size_t(-position), '0') + digits;
+    if (size_t(position) >= digits.size()) return digits + std::string(size_t(position) - digits.size(), '0');
+    return digits.substr(0, size_t(position)) + "." + digits.substr(size_t(position));
+}
+
 }  // namespace
 
 std::string NumberSymbols::format(double value, int fractionDigits) const {
@@ -61,10 +82,8 @@ std::string NumberSymbols::format(double value, int fractionDigits) const {
     if (std::isinf(value)) return negative ? "-\u221E" : "\u221E";
     // The shortest digits that read back as `value`, so that 1.005 rounds
     // as the 1.005 it was written as rather than the binary 1.00499….
-    char text[400];
-    auto [end, error] = std::to_chars(text, text + sizeof text, std::fabs(value), std::chars_format::fixed);
-    if (error != std::errc()) return "0";
-    std::string_view shortest(text, size_t(end - text));
+    std::string fixed = shortestFixed(std::fabs(value));
+    std::string_view shortest(fixed);
     auto point = shortest.find('.');
     std::string whole(shortest.substr(0, point));
     std::string fraction(point == std::string_view::npos ? std::string_view() : shortest.substr(point + 1));

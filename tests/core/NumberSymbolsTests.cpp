@@ -21,6 +21,11 @@ TEST(NumberSymbols, PlainDigitsWithExactlyTheFractionAsked) {
     EXPECT_EQ(plain.format(1234567.891, 2), "1234567.89");
     EXPECT_EQ(plain.format(12, 3), "12.000");
     EXPECT_EQ(plain.format(1e22, 0), "10000000000000000000000");
+    EXPECT_EQ(plain.format(1.5e17, 1), "150000000000000000.0");
+    EXPECT_EQ(plain.format(1.5e-7, 7), "0.0000002");
+    EXPECT_EQ(plain.format(1.5e-7, 9), "0.000000150");
+    EXPECT_EQ(plain.format(4.9e-324, 2), "0.00");
+    EXPECT_EQ(plain.format(123456.789e3, 1), "123456789.0");
 }
 
 TEST(NumberSymbols, HalvesRoundAwayFromZeroAsWritten) {
