@@ -1,5 +1,3 @@
-#include <malloc.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -8,6 +6,7 @@
 #include "Sampling/ProcessTablePort.h"
 #include "cli/CommandRegistry.h"
 #include "cli/ManualPage.h"
+#include "cli/ProcessHeap.h"
 #include "cli/Version.h"
 
 namespace {
@@ -18,14 +17,8 @@ constexpr int usageError = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A live view builds a snapshot a second on the sampling thread and
-    // frees the last one on the main thread. One heap for both, and large
-    // blocks (the per-process vectors) always mapped on their own, so that
-    // what a pass frees goes back to the system instead of staying resident
-    // in a second arena and under glibc's threshold, which rises to the
-    // largest block ever freed.
-    mallopt(M_ARENA_MAX, 1);
-    mallopt(M_MMAP_THRESHOLD, 64 * 1024);
+    // Before any thread starts, as below.
+    orv::cli::prepareProcessHeap();
     // Before any thread starts: the process table keeps thousands of
     // descriptors.
     orv::prepareProcessTable();
