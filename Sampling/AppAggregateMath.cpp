@@ -16,12 +16,10 @@ void addOptional(std::optional<double>& sum, const std::optional<double>& value)
 
 std::vector<AppAggregate> aggregate(const std::vector<ProcessSample>& samples,
                                     const ProcessMath::IdentitiesByPID& identities) {
+    // Far fewer apps than processes: the aggregates grow as apps appear, and
+    // the keys view the samples' ids, which outlive the map.
     std::vector<AppAggregate> apps;
-    // Keys view the ids held by the aggregates; reserve first so that they
-    // never move.
-    apps.reserve(samples.size());
     std::unordered_map<std::string_view, size_t> indexByID;
-    indexByID.reserve(samples.size());
 
     for (const auto& sample : samples) {
         auto found = indexByID.find(sample.app);
@@ -34,7 +32,7 @@ std::vector<AppAggregate> aggregate(const std::vector<ProcessSample>& samples,
             // The "other" identity rebuilt from the name carries the same id
             // ProcessMath gave the sample; anything else keeps the sample's.
             created.app.id = sample.app;
-            found = indexByID.emplace(std::string_view(created.app.id), apps.size() - 1).first;
+            found = indexByID.emplace(std::string_view(sample.app), apps.size() - 1).first;
         }
         AppAggregate& app = apps[found->second];
         app.processCount += 1;
@@ -48,6 +46,7 @@ std::vector<AppAggregate> aggregate(const std::vector<ProcessSample>& samples,
         addOptional(app.gpuPercent, sample.gpuPercent);
         addOptional(app.energyImpact, sample.energyImpact);
     }
+    apps.shrink_to_fit();
     return apps;
 }
 

@@ -122,10 +122,43 @@ inline double processCPUSeconds(pid_t pid) {
     return -1;
 }
 
-// btop at a one-second refresh in a detached tmux session, CPU share over
-// `seconds` after a two-second start; negative when it cannot be run.
-inline double btopShare(int seconds) {
-    if (run("command -v btop").empty() || run("command -v tmux").empty()) return -1;
+// A process's resident size in bytes (VmRSS), 0 when it is not there.
+inline double residentBytes(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("VmRSS:", 0) == 0) return std::atof(line.c_str() + 6) * 1024;
+    }
+    return 0;
+}
+
+// What a live view cost over the measured seconds: its CPU share of one
+// core and its resident size (the median of readings four times a second,
+// since a view holds more while it builds a frame than between frames) and
+// the largest reading; negative share when it could not be run.
+struct ViewCost {
+    double share = -1;
+    double resident = 0;
+    double largestResident = 0;
+};
+
+// Waits `seconds`, reading the resident size of `pid` four times a second
+// into `cost`.
+inline void watchResident(pid_t pid, int seconds, ViewCost& cost) {
+    std::vector<double> readings;
+    auto end = Clock::now() + std::chrono::seconds(seconds);
+    while (Clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        if (double bytes = residentBytes(pid); bytes > 0) readings.push_back(bytes);
+    }
+    cost.resident = median(readings);
+    cost.largestResident = readings.empty() ? 0 : *std::max_element(readings.begin(), readings.end());
+}
+
+// btop at a one-second refresh in a detached tmux session, over `seconds`
+// after a two-second start.
+inline ViewCost btopCost(int seconds) {
+    if (run("command -v btop").empty() || run("command -v tmux").empty()) return {};
     // btop takes its refresh from its configuration file only: a private
     // one sets the same one-second refresh as ours.
     auto config = std::filesystem::temp_directory_path() / "orvantine-bench-btop";
@@ -136,15 +169,20 @@ inline double btopShare(int seconds) {
     std::this_thread::sleep_for(std::chrono::seconds(2));
     auto pidText = run("tmux list-panes -t orvbench -F '#{pane_pid}' 2>/dev/null");
     pid_t pid = pid_t(std::atoi(pidText.c_str()));
-    if (pid <= 0) return -1;
+    if (pid <= 0) return {};
+    ViewCost cost;
     double before = processCPUSeconds(pid);
     auto started = Clock::now();
-    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    watchResident(pid, seconds, cost);
     double after = processCPUSeconds(pid);
     double wall = std::chrono::duration<double>(Clock::now() - started).count();
     run("tmux kill-session -t orvbench 2>/dev/null");
-    if (before < 0 || after < 0) return -1;
-    return (after - before) / wall * 100;
+    if (before < 0 || after < 0) return {};
+    cost.share = (after - before) / wall * 100;
+    return cost;
 }
+
+// btop's CPU share alone; negative when it cannot be run.
+inline double btopShare(int seconds) { return btopCost(seconds).share; }
 
 }  // namespace orv::bench

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "cli/ProcessFacts.h"
 #include "core/ProcessSource.h"
@@ -20,8 +21,10 @@ public:
         return recorded(inner_->sample(skippingUsageFor));
     }
 
-    // The facts of the last pass that answered; empty before any.
-    ProcessFactsByPID facts() const {
+    // The facts of the last pass that answered; empty before any. Shared,
+    // not copied: a view holds them until the next pass, which makes a new
+    // table instead of changing this one.
+    std::shared_ptr<const ProcessFactsByPID> facts() const {
         std::lock_guard lock(mutex_);
         return facts_;
     }
@@ -32,18 +35,19 @@ private:
     std::future<std::vector<ProcessReading>> recorded(std::future<std::vector<ProcessReading>> readings) {
         return std::async(std::launch::deferred, [this, readings = std::move(readings)]() mutable {
             auto result = readings.get();
-            ProcessFactsByPID facts;
-            facts.reserve(result.size());
-            for (const auto& reading : result) facts.emplace(reading.pid, ProcessFacts::of(reading));
+            auto facts = std::make_shared<ProcessFactsByPID>();
+            facts->reserve(result.size());
+            for (const auto& reading : result) facts->emplace(reading.pid, ProcessFacts::of(reading));
+            std::shared_ptr<const ProcessFactsByPID> replaced;  // freed outside the lock
             std::lock_guard lock(mutex_);
-            facts_ = std::move(facts);
+            replaced = std::exchange(facts_, std::move(facts));
             return result;
         });
     }
 
     std::shared_ptr<ProcessSource> inner_;
     mutable std::mutex mutex_;
-    ProcessFactsByPID facts_;
+    std::shared_ptr<const ProcessFactsByPID> facts_ = std::make_shared<const ProcessFactsByPID>();
 };
 
 }  // namespace orv::cli

@@ -212,7 +212,7 @@ void run(const TopOptions& options) {
     log.sink().hold(true);
     // The first pass is the baseline; until the second, the frame says so.
     Snapshot snapshot = builder.build();
-    ProcessFactsByPID facts = recorder->facts();
+    std::shared_ptr<const ProcessFactsByPID> facts = recorder->facts();
     TopHistory history;
     StrainTracker strainTracker;
     auto strain = strainTracker.observe(snapshot);
@@ -225,7 +225,7 @@ void run(const TopOptions& options) {
     std::optional<std::vector<std::string>> arguments;
     auto redraw = [&] {
         if (state.detail) {
-            auto rows = topRows(snapshot, facts, state);
+            auto rows = topRows(snapshot, *facts, state);
             auto pids = topRowPIDs(rows);
             std::optional<int32_t> pid;
             if (!pids.empty()) pid = pids[state.selectedIndex(pids)];
@@ -239,7 +239,7 @@ void run(const TopOptions& options) {
             }
         }
         auto bytes = screen.update(
-            topFrame(snapshot, state, layout, {&history, &facts, strain, state.detail ? arguments : std::nullopt}),
+            topFrame(snapshot, state, layout, {&history, facts.get(), strain, state.detail ? arguments : std::nullopt}),
             layout.width);
         writeAll(bytes.data(), bytes.size());
     };
@@ -256,7 +256,7 @@ void run(const TopOptions& options) {
         }
         bool changed = false;
         for (const TopKey& key : input.keys) {
-            auto rows = topRows(snapshot, facts, state);
+            auto rows = topRows(snapshot, *facts, state);
             auto pids = topRowPIDs(rows);
             switch (state.press(key, pids, std::max<size_t>(layout.height / 2, 1))) {
                 case TopAction::none: break;

@@ -6,6 +6,7 @@
 #include "Sampling/ProcessTablePort.h"
 #include "cli/CommandRegistry.h"
 #include "cli/ManualPage.h"
+#include "cli/ProcessHeap.h"
 #include "cli/Version.h"
 
 namespace {
@@ -16,6 +17,8 @@ constexpr int usageError = 2;
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Before any thread starts, as below.
+    orv::cli::prepareProcessHeap();
     // Before any thread starts: the process table keeps thousands of
     // descriptors.
     orv::prepareProcessTable();

@@ -32,8 +32,17 @@ else()
   pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
   pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
   pkg_check_modules(MNL REQUIRED IMPORTED_TARGET libmnl)
-  find_package(ICU REQUIRED COMPONENTS uc i18n)
-  set(ORVANTINE_CORE_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::PLIST ICU::uc ICU::i18n Threads::Threads)
-  set(ORVANTINE_PRIVATEAPIS_PLATFORM_LIBS PkgConfig::SYSTEMD ${CMAKE_DL_LIBS})
-  set(ORVANTINE_SAMPLING_PLATFORM_LIBS PkgConfig::SYSTEMD PkgConfig::MNL ICU::uc ICU::i18n ${CMAKE_DL_LIBS})
+  # ICU's headers only, for grapheme breaking and character classes of
+  # text that is not ASCII: libicuuc is opened with dlopen when such text
+  # comes (Sampling/linux/UnicodeTextLinux.cpp). Numbers, the order of names
+  # and time zones come from the C library's locale and zone data.
+  find_package(ICU REQUIRED COMPONENTS uc)
+  # libsystemd's headers only: the journal and bus calls are opened with
+  # dlopen when there is a journal or bus to reach (core/linux/SystemdLibrary);
+  # the helper links it for socket activation.
+  set(ORVANTINE_CORE_PLATFORM_LIBS PkgConfig::PLIST Threads::Threads ${CMAKE_DL_LIBS})
+  set(ORVANTINE_CORE_PLATFORM_INCLUDES ${SYSTEMD_INCLUDE_DIRS})
+  set(ORVANTINE_PRIVATEAPIS_PLATFORM_LIBS ${CMAKE_DL_LIBS})
+  set(ORVANTINE_SAMPLING_PLATFORM_LIBS PkgConfig::MNL ${CMAKE_DL_LIBS})
+  set(ORVANTINE_SAMPLING_PLATFORM_INCLUDES ${ICU_INCLUDE_DIRS})
 endif()

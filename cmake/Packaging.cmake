@@ -27,6 +27,11 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://orvantine.invalid/")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)  # orvantine_<version>_<arch>.deb
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "adduser")
+# Opened at run time, so shlibdeps cannot see them: ICU's common library for
+# team identifiers that are not ASCII, and the zone files quiet hours are
+# read in. (libsystemd, also opened at run time, the helper links.)
+string(REGEX MATCH "^[0-9]+" orvantine_icu_major "${ICU_VERSION}")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libicu${orvantine_icu_major}, tzdata")
 # The paths configured into the units are under the install prefix.
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)

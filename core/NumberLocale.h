@@ -10,7 +10,9 @@ namespace orv {
 // and whose measurement system decides Celsius or Fahrenheit. On Linux it
 // is the environment's (LC_ALL, then LC_NUMERIC, then LANG; "C" and "POSIX"
 // read as en_US_POSIX, which groups no digits and, as C's LC_MEASUREMENT,
-// measures in metric); on macOS the user's locale.
+// measures in metric), read from the C library's locale data: digits are
+// ASCII as in the system's own tools, and a locale that is not installed
+// reads as C. On macOS the user's locale.
 // Formatting is thread-safe.
 class NumberLocale {
 public:

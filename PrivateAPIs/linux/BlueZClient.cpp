@@ -1,22 +1,35 @@
 #include "PrivateAPIs/linux/BlueZClient.h"
 
-#include <systemd/sd-bus.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
 #include "PrivateAPIs/linux/PowerSupplyClass.h"
+#include "core/linux/SystemdLibrary.h"
 
 namespace orv::BlueZClient {
 
 namespace {
 
+// Set whenever a bus is open: devices() loads it before connecting.
+const SystemdLibrary& systemd() { return *SystemdLibrary::shared(); }
+
+// Whether a system bus can be there at all, before libsystemd is loaded
+// to reach it: its address given, or its socket in place.
+bool systemBusMayListen() {
+    if (const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS"); address && *address) return true;
+    struct stat st{};
+    return ::stat("/run/dbus/system_bus_socket", &st) == 0 && S_ISSOCK(st.st_mode);
+}
+
 struct BusUnref {
-    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+    void operator()(sd_bus* bus) const { systemd().sd_bus_flush_close_unref(bus); }
 };
 struct MessageUnref {
-    void operator()(sd_bus_message* m) const { sd_bus_message_unref(m); }
+    void operator()(sd_bus_message* m) const { systemd().sd_bus_message_unref(m); }
 };
 using Bus = std::unique_ptr<sd_bus, BusUnref>;
 using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
@@ -24,12 +37,12 @@ using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 Bus connect(const std::string& address) {
     sd_bus* bus = nullptr;
     if (address.empty()) {
-        if (sd_bus_open_system(&bus) < 0) return nullptr;
+        if (systemd().sd_bus_open_system(&bus) < 0) return nullptr;
         return Bus(bus);
     }
-    if (sd_bus_new(&bus) < 0) return nullptr;
+    if (systemd().sd_bus_new(&bus) < 0) return nullptr;
     Bus owned(bus);
-    if (sd_bus_set_address(bus, address.c_str()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 || sd_bus_start(bus) < 0) {
+    if (systemd().sd_bus_set_address(bus, address.c_str()) < 0 || systemd().sd_bus_set_bus_client(bus, 1) < 0 || systemd().sd_bus_start(bus) < 0) {
         return nullptr;
     }
     return owned;
@@ -40,18 +53,18 @@ Bus connect(const std::string& address) {
 // doc/org.bluez.Battery.rst); everything else is skipped.
 int readProperty(sd_bus_message* m, std::string_view interface, BlueZDevice& device) {
     const char* key = nullptr;
-    int r = sd_bus_message_read_basic(m, 's', &key);
+    int r = systemd().sd_bus_message_read_basic(m, 's', &key);
     if (r < 0) return r;
     char type = 0;
     const char* contents = nullptr;
-    r = sd_bus_message_peek_type(m, &type, &contents);
+    r = systemd().sd_bus_message_peek_type(m, &type, &contents);
     if (r < 0) return r;
     std::string_view k = key;
     std::string_view c = contents == nullptr ? "" : contents;
 
     auto readString = [&](std::optional<std::string>& slot) -> int {
         const char* s = nullptr;
-        int rr = sd_bus_message_read(m, "v", "s", &s);
+        int rr = systemd().sd_bus_message_read(m, "v", "s", &s);
         if (rr >= 0) slot = s;
         return rr;
     };
@@ -60,50 +73,50 @@ int readProperty(sd_bus_message* m, std::string_view interface, BlueZDevice& dev
     if (interface == "org.bluez.Device1" && k == "Icon" && c == "s") return readString(device.icon);
     if (interface == "org.bluez.Device1" && k == "Class" && c == "u") {
         uint32_t value = 0;
-        r = sd_bus_message_read(m, "v", "u", &value);
+        r = systemd().sd_bus_message_read(m, "v", "u", &value);
         if (r >= 0) device.classOfDevice = value;
         return r;
     }
     if (interface == "org.bluez.Device1" && k == "Connected" && c == "b") {
         int value = 0;
-        r = sd_bus_message_read(m, "v", "b", &value);
+        r = systemd().sd_bus_message_read(m, "v", "b", &value);
         if (r >= 0) device.connected = value != 0;
         return r;
     }
     if (interface == "org.bluez.Battery1" && k == "Percentage" && c == "y") {
         uint8_t value = 0;
-        r = sd_bus_message_read(m, "v", "y", &value);
+        r = systemd().sd_bus_message_read(m, "v", "y", &value);
         if (r >= 0) device.percentage = value;
         return r;
     }
-    return sd_bus_message_skip(m, "v");
+    return systemd().sd_bus_message_skip(m, "v");
 }
 
 // One "oa{sa{sv}}" entry: an object and its interfaces.
 int readObject(sd_bus_message* m, std::vector<BlueZDevice>& out) {
     const char* path = nullptr;
-    int r = sd_bus_message_read_basic(m, 'o', &path);
+    int r = systemd().sd_bus_message_read_basic(m, 'o', &path);
     if (r < 0) return r;
     BlueZDevice device;
     device.objectPath = path;
     bool isDevice = false;
-    if ((r = sd_bus_message_enter_container(m, 'a', "{sa{sv}}")) < 0) return r;
-    while ((r = sd_bus_message_enter_container(m, 'e', "sa{sv}")) > 0) {
+    if ((r = systemd().sd_bus_message_enter_container(m, 'a', "{sa{sv}}")) < 0) return r;
+    while ((r = systemd().sd_bus_message_enter_container(m, 'e', "sa{sv}")) > 0) {
         const char* interface = nullptr;
-        if ((r = sd_bus_message_read_basic(m, 's', &interface)) < 0) return r;
+        if ((r = systemd().sd_bus_message_read_basic(m, 's', &interface)) < 0) return r;
         std::string_view name = interface;
         if (name == "org.bluez.Device1") isDevice = true;
-        if ((r = sd_bus_message_enter_container(m, 'a', "{sv}")) < 0) return r;
-        while ((r = sd_bus_message_enter_container(m, 'e', "sv")) > 0) {
+        if ((r = systemd().sd_bus_message_enter_container(m, 'a', "{sv}")) < 0) return r;
+        while ((r = systemd().sd_bus_message_enter_container(m, 'e', "sv")) > 0) {
             if ((r = readProperty(m, name, device)) < 0) return r;
-            if ((r = sd_bus_message_exit_container(m)) < 0) return r;
+            if ((r = systemd().sd_bus_message_exit_container(m)) < 0) return r;
         }
         if (r < 0) return r;
-        if ((r = sd_bus_message_exit_container(m)) < 0) return r;  // a{sv}
-        if ((r = sd_bus_message_exit_container(m)) < 0) return r;  // e
+        if ((r = systemd().sd_bus_message_exit_container(m)) < 0) return r;  // a{sv}
+        if ((r = systemd().sd_bus_message_exit_container(m)) < 0) return r;  // e
     }
     if (r < 0) return r;
-    if ((r = sd_bus_message_exit_container(m)) < 0) return r;
+    if ((r = systemd().sd_bus_message_exit_container(m)) < 0) return r;
     if (isDevice) out.push_back(std::move(device));
     return 1;
 }
@@ -111,26 +124,28 @@ int readObject(sd_bus_message* m, std::vector<BlueZDevice>& out) {
 }  // namespace
 
 std::optional<std::vector<BlueZDevice>> devices(const BlueZOptions& options) {
+    if (options.busAddress.empty() && !systemBusMayListen()) return std::nullopt;
+    if (!SystemdLibrary::shared()) return std::nullopt;
     Bus bus = connect(options.busAddress);
     if (!bus) return std::nullopt;
 
     sd_bus_message* call = nullptr;
-    if (sd_bus_message_new_method_call(bus.get(), &call, "org.bluez", "/", "org.freedesktop.DBus.ObjectManager",
+    if (systemd().sd_bus_message_new_method_call(bus.get(), &call, "org.bluez", "/", "org.freedesktop.DBus.ObjectManager",
                                        "GetManagedObjects") < 0) {
         return std::nullopt;
     }
     Message request(call);
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    int r = sd_bus_call(bus.get(), request.get(), options.timeoutMicroseconds, &error, &reply);
-    sd_bus_error_free(&error);
+    int r = systemd().sd_bus_call(bus.get(), request.get(), options.timeoutMicroseconds, &error, &reply);
+    systemd().sd_bus_error_free(&error);
     if (r < 0) return std::nullopt;  // no BlueZ on this bus, or it did not answer
     Message owned(reply);
 
     std::vector<BlueZDevice> out;
-    if (sd_bus_message_enter_container(reply, 'a', "{oa{sa{sv}}}") < 0) return std::nullopt;
-    while ((r = sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}")) > 0) {
-        if (readObject(reply, out) < 0 || sd_bus_message_exit_container(reply) < 0) return std::nullopt;
+    if (systemd().sd_bus_message_enter_container(reply, 'a', "{oa{sa{sv}}}") < 0) return std::nullopt;
+    while ((r = systemd().sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}")) > 0) {
+        if (readObject(reply, out) < 0 || systemd().sd_bus_message_exit_container(reply) < 0) return std::nullopt;
     }
     if (r < 0) return std::nullopt;
     // The bus lists objects in no particular order; readings follow the paths.

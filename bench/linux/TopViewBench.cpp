@@ -3,7 +3,8 @@
 // system) over the measured seconds read from its proc entry, beside btop at
 // the same refresh in the same size of pane; and, in process, the cost of
 // one frame alone (the rows, the frame and the changed lines) over a live
-// snapshot.
+// snapshot. Beside the shares, each view's resident size over the measured
+// seconds: the median and the largest of readings four times a second.
 //
 //   TopViewBench [--processes N]... [--seconds S] [--program PATH] [--no-btop]
 //
@@ -25,35 +26,37 @@
 #include "cli/TopScreen.h"
 
 using Clock = std::chrono::steady_clock;
-using orv::bench::btopShare;
+using orv::bench::btopCost;
 using orv::bench::liveProcessCount;
 using orv::bench::median;
 using orv::bench::processCPUSeconds;
+using orv::bench::watchResident;
 using orv::bench::run;
 using orv::bench::startIdleChildren;
 using orv::bench::stopChildren;
+using orv::bench::ViewCost;
 
 namespace {
 
 // The share of one core `orvantine top` takes over `seconds`, after two
-// seconds to start; negative when it could not be run.
-double topShare(const std::string& program, int seconds) {
+// seconds to start, and its resident size at the end.
+ViewCost topCost(const std::string& program, int seconds) {
     std::string session = "orvtopbench" + std::to_string(getpid());
     run("tmux new-session -d -s " + session + " -x 200 -y 50 'exec env TERM=xterm-256color " + program +
         " top --interval 1' 2>/dev/null");
     std::this_thread::sleep_for(std::chrono::seconds(2));
     pid_t pid = pid_t(std::atoi(run("tmux list-panes -t " + session + " -F '#{pane_pid}' 2>/dev/null").c_str()));
-    double share = -1;
+    ViewCost cost;
     if (pid > 0) {
         double before = processCPUSeconds(pid);
         auto started = Clock::now();
-        std::this_thread::sleep_for(std::chrono::seconds(seconds));
+        watchResident(pid, seconds, cost);
         double after = processCPUSeconds(pid);
         double wall = std::chrono::duration<double>(Clock::now() - started).count();
-        if (before >= 0 && after >= 0) share = (after - before) / wall * 100;
+        if (before >= 0 && after >= 0) cost.share = (after - before) / wall * 100;
     }
     run("tmux kill-session -t " + session + " 2>/dev/null");
-    return share;
+    return cost;
 }
 
 // Median microseconds of one frame over `snapshot`, drawn as the command
@@ -101,7 +104,8 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    std::printf("%-10s %10s %12s %10s %8s\n", "processes", "frame µs", "top %", "btop %", "ratio");
+    std::printf("%-10s %10s %12s %10s %8s %10s %10s %10s %10s\n", "processes", "frame µs", "top %", "btop %", "ratio",
+                "top MB", "btop MB", "top max", "btop max");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
@@ -112,17 +116,22 @@ int main(int argc, char** argv) {
         auto snapshot = builder->build();
         builder.reset();
         double frame = frameMicroseconds(snapshot);
-        double top = topShare(program, seconds);
-        double other = btop ? btopShare(seconds) : -1;
-        std::printf("%-10zu %10.0f %12s %10s %8s\n", snapshot.processes.size(), frame,
+        ViewCost ours = topCost(program, seconds);
+        ViewCost theirs = btop ? btopCost(seconds) : ViewCost{};
+        double top = ours.share, other = theirs.share;
+        auto megabytes = [](double bytes) { return bytes > 0 ? std::to_string(bytes / 1e6).substr(0, 4) : "-"; };
+        std::printf("%-10zu %10.0f %12s %10s %8s %10s %10s %10s %10s\n", snapshot.processes.size(), frame,
                     top < 0 ? "failed" : std::to_string(top).substr(0, 5).c_str(),
                     other < 0 ? "-" : std::to_string(other).substr(0, 5).c_str(),
-                    top > 0 && other > 0 ? std::to_string(top / other).substr(0, 4).c_str() : "-");
+                    top > 0 && other > 0 ? std::to_string(top / other).substr(0, 4).c_str() : "-",
+                    megabytes(ours.resident).c_str(), megabytes(theirs.resident).c_str(),
+                    megabytes(ours.largestResident).c_str(), megabytes(theirs.largestResident).c_str());
         std::fflush(stdout);
         stopChildren(children);
     }
     std::printf("top %% and btop %%: CPU time over wall time as a share of one core, each at a one-second refresh in "
-                "a 200 x 50 tmux pane, over %d s after a 2 s start.\n",
+                "a 200 x 50 tmux pane, over %d s after a 2 s start; MB: median resident size (VmRSS, 10^6 bytes) read four "
+                "times a second over the same seconds, max: the largest reading.\n",
                 seconds);
     return 0;
 }

@@ -1,57 +1,95 @@
-#include <unicode/ucal.h>
-#include <unicode/ustring.h>
+#include <unistd.h>
 
+#include <cmath>
+#include <cstdlib>
+#include <map>
 #include <memory>
+#include <mutex>
 
 #include "core/AlertCalendar.h"
+#include "core/FileReading.h"
+#include "core/TimeZoneRules.h"
 
 namespace orv {
 
 namespace {
 
-struct CalendarCloser {
-    void operator()(UCalendar* c) const { ucal_close(c); }
-};
+// Where compiled zone files are, as the C library looks for them.
+std::string zoneDirectory() {
+    const char* directory = std::getenv("TZDIR");
+    return directory && *directory ? directory : "/usr/share/zoneinfo";
+}
 
-std::u16string utf16(const std::string& text) {
-    std::u16string out(text.size() + 1, u'\0');
-    int32_t length = 0;
-    UErrorCode status = U_ZERO_ERROR;
-    u_strFromUTF8(reinterpret_cast<UChar*>(out.data()), int32_t(out.size()), &length, text.data(),
-                  int32_t(text.size()), &status);
-    if (U_FAILURE(status)) return {};
-    out.resize(size_t(length));
-    return out;
+// The zone a file below the zone directory names ("…/zoneinfo/Europe/Berlin"
+// -> "Europe/Berlin"); empty when the path is not below one.
+std::string zoneOfPath(const std::string& path) {
+    auto at = path.rfind("zoneinfo/");
+    if (at == std::string::npos) return {};
+    std::string zone = path.substr(at + 9);
+    // posix/ and right/ hold the same zones.
+    for (const char* prefix : {"posix/", "right/"}) {
+        if (zone.rfind(prefix, 0) == 0) zone.erase(0, std::string_view(prefix).size());
+    }
+    return zone;
+}
+
+// A zone's rules: from its compiled file when the identifier names one,
+// else read as a POSIX TZ rule (TZ="CET-1CEST,M3.5.0,M10.5.0/3"), else GMT.
+// Identifiers are kept below the zone directory.
+TimeZoneRules loadRules(const std::string& identifier) {
+    bool safe = !identifier.empty() && identifier.front() != '/' && identifier.find("..") == std::string::npos;
+    if (safe) {
+        if (auto bytes = FileReading::readSmallFile(zoneDirectory() + "/" + identifier, 1 << 20)) {
+            auto data = std::span(reinterpret_cast<const uint8_t*>(bytes->data()), bytes->size());
+            if (auto rules = TimeZoneRules::decode(data)) return *rules;
+        }
+    }
+    if (auto rules = TimeZoneRules::fromPosix(identifier)) return *rules;
+    return TimeZoneRules::utc();
+}
+
+// Each zone's rules, read once per process; a view asks every second.
+const TimeZoneRules& rulesOf(const std::string& identifier) {
+    static std::mutex mutex;
+    static std::map<std::string, std::unique_ptr<TimeZoneRules>, std::less<>> cache;
+    std::lock_guard lock(mutex);
+    auto& slot = cache[identifier];
+    if (!slot) slot = std::make_unique<TimeZoneRules>(loadRules(identifier));
+    return *slot;
 }
 
 }  // namespace
 
 AlertCalendar AlertCalendar::current() {
-    // ICU's default zone follows TZ and /etc/localtime, as localtime(3) does.
-    UChar zone[128];
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = ucal_getDefaultTimeZone(zone, 128, &status);
-    if (U_FAILURE(status)) return AlertCalendar{"GMT"};
-    char text[256];
-    int32_t textLength = 0;
-    status = U_ZERO_ERROR;
-    u_strToUTF8(text, sizeof text, &textLength, zone, length, &status);
-    if (U_FAILURE(status)) return AlertCalendar{"GMT"};
-    return AlertCalendar{std::string(text, size_t(textLength))};
+    // As localtime(3) chooses: TZ (":Europe/Berlin", a path to a zone
+    // file, or a POSIX rule), else the zone /etc/localtime links to, else
+    // the one /etc/timezone names; UTC when none says.
+    if (const char* tz = std::getenv("TZ"); tz && *tz) {
+        std::string zone = *tz == ':' ? tz + 1 : tz;
+        if (!zone.empty() && zone.front() == '/') zone = zoneOfPath(zone);
+        if (!zone.empty()) return AlertCalendar{zone};
+    }
+    char target[4096];
+    ssize_t length = readlink("/etc/localtime", target, sizeof target - 1);
+    if (length > 0) {
+        std::string zone = zoneOfPath(std::string(target, size_t(length)));
+        if (!zone.empty()) return AlertCalendar{zone};
+    }
+    if (auto named = FileReading::readSmallFile("/etc/timezone", 4096)) {
+        std::string zone = *named;
+        while (!zone.empty() && (zone.back() == '\n' || zone.back() == ' ')) zone.pop_back();
+        if (!zone.empty()) return AlertCalendar{zone};
+    }
+    return AlertCalendar{"UTC"};
 }
 
 std::optional<AlertCalendar::HourMinute> AlertCalendar::hourAndMinute(Date date) const {
-    auto zone = utf16(timeZoneID);
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<UCalendar, CalendarCloser> calendar(ucal_open(reinterpret_cast<const UChar*>(zone.data()),
-                                                                  int32_t(zone.size()), "en_US_POSIX",
-                                                                  UCAL_GREGORIAN, &status));
-    if (U_FAILURE(status) || !calendar) return std::nullopt;
-    ucal_setMillis(calendar.get(), date.unixSeconds() * 1000.0, &status);
-    int hour = ucal_get(calendar.get(), UCAL_HOUR_OF_DAY, &status);
-    int minute = ucal_get(calendar.get(), UCAL_MINUTE, &status);
-    if (U_FAILURE(status)) return std::nullopt;
-    return HourMinute{hour, minute};
+    double seconds = std::floor(date.unixSeconds());
+    if (!std::isfinite(seconds) || std::fabs(seconds) > 1e15) return std::nullopt;
+    auto unix = int64_t(seconds);
+    int64_t local = unix + rulesOf(timeZoneID).offsetAt(unix);
+    int64_t ofDay = ((local % 86400) + 86400) % 86400;
+    return HourMinute{int(ofDay / 3600), int(ofDay % 3600 / 60)};
 }
 
 }  // namespace orv

@@ -1,35 +1,66 @@
-#include <unicode/ulocdata.h>
-#include <unicode/unum.h>
-#include <unicode/ustring.h>
+#include <langinfo.h>
+#include <locale.h>
 
-#include <cmath>
 #include <cstdlib>
-#include <mutex>
 
 #include "core/NumberLocale.h"
+#include "core/NumberSymbols.h"
 
 namespace orv {
 
-// ICU's decimal formatter of one locale. A UNumberFormat is not safe to use
-// from two threads, and its fraction digits are set per call, so calls take
-// turns.
-struct NumberLocale::Formatter {
-    std::mutex mutex;
-    UNumberFormat* format = nullptr;
+namespace {
 
-    explicit Formatter(const std::string& locale) {
-        UErrorCode status = U_ZERO_ERROR;
-        format = unum_open(UNUM_DECIMAL, nullptr, 0, locale.c_str(), nullptr, &status);
-        if (U_FAILURE(status)) format = nullptr;
-        if (format) unum_setAttribute(format, UNUM_ROUNDING_MODE, UNUM_ROUND_HALFUP);
+bool isASCII(const std::string& text) {
+    for (unsigned char c : text) {
+        if (c >= 0x80) return false;
     }
-    ~Formatter() {
-        if (format) unum_close(format);
+    return true;
+}
+
+// The C library's locale object for `name`: as given, or its UTF-8 form
+// first when the name carries no codeset ("de_DE" is most often generated
+// as de_DE.UTF-8 only); null when the locale is not installed.
+locale_t openLocale(const std::string& name) {
+    constexpr int mask = LC_NUMERIC_MASK | LC_MEASUREMENT_MASK | LC_CTYPE_MASK;
+    if (name.find('.') == std::string::npos && name != "C" && name != "POSIX") {
+        auto at = name.find('@');
+        std::string utf8 = name.substr(0, at) + ".UTF-8" + (at == std::string::npos ? "" : name.substr(at));
+        if (locale_t made = newlocale(mask, utf8.c_str(), locale_t(nullptr))) return made;
+    }
+    return newlocale(mask, name.c_str(), locale_t(nullptr));
+}
+
+}  // namespace
+
+// The separators and grouping of the C library's locale of that name, read
+// once: numbers read as the system's own tools (printf's ' flag, ls, df)
+// write them. A locale that is not installed reads as C, as it does for
+// those tools.
+struct NumberLocale::Formatter {
+    NumberSymbols symbols;
+    bool usesUSMeasurement = false;
+
+    explicit Formatter(const std::string& name) {
+        locale_t locale = openLocale(name.empty() ? "C" : name);
+        if (!locale) return;
+        symbols.decimalSeparator = nl_langinfo_l(RADIXCHAR, locale);
+        symbols.groupSeparator = nl_langinfo_l(THOUSEP, locale);
+        symbols.grouping = nl_langinfo_l(GROUPING, locale);
+        // Figures are written as UTF-8: a separator in another encoding
+        // (de_DE.ISO-8859-1's no-break space) is left out.
+        if (std::string(nl_langinfo_l(CODESET, locale)) != "UTF-8") {
+            if (!isASCII(symbols.decimalSeparator)) symbols.decimalSeparator = ".";
+            if (!isASCII(symbols.groupSeparator)) symbols.groupSeparator.clear();
+        }
+        if (symbols.decimalSeparator.empty()) symbols.decimalSeparator = ".";
+        // LC_MEASUREMENT's measurement: 1 metric, 2 US customary.
+        usesUSMeasurement = nl_langinfo_l(_NL_MEASUREMENT_MEASUREMENT, locale)[0] == 2;
+        freelocale(locale);
     }
 };
 
 NumberLocale::NumberLocale(std::string_view identifier)
-    : identifier_(identifierFromPosix(identifier)), formatter_(std::make_shared<Formatter>(identifier_)) {}
+    : identifier_(identifierFromPosix(identifier)), formatter_(std::make_shared<Formatter>(std::string(identifier))) {}
 NumberLocale::~NumberLocale() = default;
 NumberLocale::NumberLocale(const NumberLocale&) = default;
 NumberLocale& NumberLocale::operator=(const NumberLocale&) = default;
@@ -46,31 +77,9 @@ const NumberLocale& NumberLocale::current() {
 }
 
 std::string NumberLocale::format(double value, int fractionDigits) const {
-    if (std::isnan(value)) value = 0;
-    std::lock_guard lock(formatter_->mutex);
-    UNumberFormat* format = formatter_->format;
-    if (!format) return std::to_string(value);
-    unum_setAttribute(format, UNUM_MIN_FRACTION_DIGITS, fractionDigits);
-    unum_setAttribute(format, UNUM_MAX_FRACTION_DIGITS, fractionDigits);
-    UChar buffer[128];
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = unum_formatDouble(format, value, buffer, 128, nullptr, &status);
-    if (U_FAILURE(status)) return std::to_string(value);
-    char text[512];
-    int32_t textLength = 0;
-    status = U_ZERO_ERROR;
-    u_strToUTF8(text, sizeof text, &textLength, buffer, length, &status);
-    if (U_FAILURE(status)) return std::to_string(value);
-    return std::string(text, size_t(textLength));
+    return formatter_->symbols.format(value, fractionDigits);
 }
 
-bool NumberLocale::usesUSMeasurement() const {
-    // en_US_POSIX stands for the C locale here, whose measurement system
-    // (glibc's LC_MEASUREMENT) is metric, though ICU files it as American.
-    if (identifier_ == "en_US_POSIX") return false;
-    UErrorCode status = U_ZERO_ERROR;
-    UMeasurementSystem system = ulocdata_getMeasurementSystem(identifier_.c_str(), &status);
-    return U_SUCCESS(status) && system == UMS_US;
-}
+bool NumberLocale::usesUSMeasurement() const { return formatter_->usesUSMeasurement; }
 
 }  // namespace orv

@@ -1,5 +1,4 @@
 #include <sys/stat.h>
-#include <systemd/sd-journal.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -8,6 +7,7 @@
 #include <string>
 
 #include "core/LogSink.h"
+#include "core/linux/SystemdLibrary.h"
 
 namespace orv {
 
@@ -39,14 +39,19 @@ const char* nameOf(LogLevel level) {
 // `journalctl ORVANTINE_SUBSYSTEM=app.orvantine.helper` finds them.
 class JournalSink : public LogSink {
 public:
+    explicit JournalSink(const SystemdLibrary& systemd) : systemd_(systemd) {}
+
     void write(std::string_view subsystem, std::string_view category, LogLevel level,
                std::string_view message) override {
-        sd_journal_send("MESSAGE=%.*s", int(message.size()), message.data(),
+        (systemd_.sd_journal_send)("MESSAGE=%.*s", int(message.size()), message.data(),
                         "PRIORITY=%d", priorityOf(level),
                         "ORVANTINE_SUBSYSTEM=%.*s", int(subsystem.size()), subsystem.data(),
                         "ORVANTINE_CATEGORY=%.*s", int(category.size()), category.data(),
                         nullptr);
     }
+
+private:
+    const SystemdLibrary& systemd_;
 };
 
 class StderrSink : public LogSink {
@@ -69,7 +74,7 @@ std::shared_ptr<LogSink> LogSink::makePlatformSink() {
     // journal's socket decides, not the call's result.
     struct stat st{};
     if (::stat("/run/systemd/journal/socket", &st) == 0 && S_ISSOCK(st.st_mode)) {
-        return std::make_shared<JournalSink>();
+        if (const SystemdLibrary* systemd = SystemdLibrary::shared()) return std::make_shared<JournalSink>(*systemd);
     }
     return std::make_shared<StderrSink>();
 }

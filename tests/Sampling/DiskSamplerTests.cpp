@@ -2,7 +2,10 @@
 
 #include <thread>
 
+#include <algorithm>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "Sampling/DiskMath.h"
 #include "Sampling/DiskSampler.h"
@@ -49,6 +52,34 @@ TEST(VolumeNameOrder, CaseInsensitiveWithNumbersByValue) {
     EXPECT_FALSE(VolumeNameOrder::less("disk 10", "Disk 2"));
     EXPECT_TRUE(VolumeNameOrder::less("alpha", "Beta"));
     EXPECT_FALSE(VolumeNameOrder::less("Data", "data"));
+}
+
+TEST(VolumeNameOrder, DigitRunsByValueAndLeadingZerosIgnored) {
+    EXPECT_FALSE(VolumeNameOrder::less("Disk 02", "Disk 2"));
+    EXPECT_FALSE(VolumeNameOrder::less("Disk 2", "Disk 02"));
+    EXPECT_TRUE(VolumeNameOrder::less("Disk 9 part 10", "Disk 9 part 11"));
+    EXPECT_TRUE(VolumeNameOrder::less("2024", "10000"));
+    EXPECT_TRUE(VolumeNameOrder::less("Backup", "backup 2"));
+    EXPECT_FALSE(VolumeNameOrder::less("backup 2", "Backup"));
+}
+
+TEST(VolumeNameOrder, CaseFoldsBeyondASCII) {
+    EXPECT_FALSE(VolumeNameOrder::less("\u00C4PFEL", "\u00E4pfel"));
+    EXPECT_FALSE(VolumeNameOrder::less("\u00E4pfel", "\u00C4PFEL"));
+}
+
+TEST(VolumeNameOrder, SortsAListAsAFileBrowserDoes) {
+    std::vector<std::string> names{"disk 10", "Disk 2", "alpha", "Beta", "Disk 1"};
+    std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) { return VolumeNameOrder::less(a, b); });
+    EXPECT_EQ(names, (std::vector<std::string>{"alpha", "Beta", "Disk 1", "Disk 2", "disk 10"}));
+}
+
+TEST(VolumeNameOrder, BrokenUTF8IsOrderedNotFatal) {
+    std::string broken = "USB \xff\xfe 3";
+    std::string cut = "USB \xe2\x82";
+    EXPECT_FALSE(VolumeNameOrder::less(broken, broken));
+    EXPECT_FALSE(VolumeNameOrder::less(broken, cut) && VolumeNameOrder::less(cut, broken));
+    EXPECT_TRUE(VolumeNameOrder::less("USB", broken));
 }
 
 struct FakeDriver {

@@ -94,6 +94,20 @@ TEST(UnicodeText, CountsUserPerceivedCharacters) {
     EXPECT_EQ(UnicodeText::characterCount("E\xCC\x81"), 1u);          // É decomposed
     EXPECT_EQ(UnicodeText::characterCount("\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7"), 1u);  // a flag: two code points
     EXPECT_EQ(UnicodeText::characterCount("\r\n"), 1u);
+    EXPECT_EQ(UnicodeText::characterCount("a\r\nb\n\r"), 5u);
+    EXPECT_EQ(UnicodeText::characterCount("\r\r\n"), 2u);
+}
+
+TEST(UnicodeText, ASCIIAndOtherTextAgreeAcrossTheBoundary) {
+    // The same count and class whether the text is ASCII alone or carries
+    // one character that needs the Unicode data.
+    EXPECT_EQ(UnicodeText::characterCount("ABCDE12345"), 10u);
+    EXPECT_EQ(UnicodeText::characterCount("ABCDE1234\xC3\x89"), 10u);
+    EXPECT_TRUE(UnicodeText::isLettersAndNumbers("ABCDE12345"));
+    EXPECT_TRUE(UnicodeText::isLettersAndNumbers("ABCDE1234\xC3\x89"));
+    EXPECT_FALSE(UnicodeText::isLettersAndNumbers("ABCDE1234\xC2\xA0"));  // a no-break space
+    EXPECT_FALSE(UnicodeText::isLettersAndNumbers("\x7F"));
+    EXPECT_TRUE(UnicodeText::isLettersAndNumbers(""));
 }
 
 TEST(UnicodeText, InvalidUtf8HasNoCount) {

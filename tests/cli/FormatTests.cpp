@@ -8,6 +8,7 @@
 #include "cli/Format.h"
 #include "cli/SnapshotView.h"
 #include "core/Formatters.h"
+#include "support/TestLocales.h"
 
 namespace orv::cli {
 namespace {
@@ -55,7 +56,7 @@ TEST(Format, OneFormattingOfAByteCount) {
 }
 
 TEST(Format, FiguresInTheLocalesDigits) {
-    const NumberLocale german("de_DE");
+    const NumberLocale german(test::compiledLocale("de_DE"));
     EXPECT_EQ(formatBytes(1536, german), "1,5 kB");
     EXPECT_EQ(formatPercentSign(12.345, german), "12,3 %");
 }

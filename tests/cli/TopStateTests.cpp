@@ -186,10 +186,11 @@ TEST(RecordingProcessSource, PassesReadingsOnAndKeepsTheirFacts) {
     reading.executablePath = "/usr/bin/worker";
     inner->readings = {reading};
     RecordingProcessSource recorder(inner);
-    EXPECT_TRUE(recorder.facts().empty());
+    EXPECT_TRUE(recorder.facts()->empty());
     auto readings = recorder.sample().get();
     EXPECT_EQ(readings, inner->readings);
-    auto facts = recorder.facts();
+    auto shared = recorder.facts();
+    auto facts = *shared;
     ASSERT_EQ(facts.count(42), 1u);
     EXPECT_EQ(facts[42].parentPID, 7);
     EXPECT_EQ(facts[42].uid, 1000u);
@@ -197,7 +198,9 @@ TEST(RecordingProcessSource, PassesReadingsOnAndKeepsTheirFacts) {
     // The next pass replaces the facts: a gone process is forgotten.
     inner->readings.clear();
     (void)recorder.sample(PidSet{42}).get();
-    EXPECT_TRUE(recorder.facts().empty());
+    EXPECT_TRUE(recorder.facts()->empty());
+    // What a view still holds is the table it was given.
+    EXPECT_EQ(shared->count(42), 1u);
 }
 
 }  // namespace

@@ -1,19 +1,35 @@
 // Every figure's text, in the POSIX locale (digits without grouping), and
-// the locale's digits and separators in en_US, de_DE and ar_EG.
+// the locale's separators and grouping in en_US, de_DE, en_IN and ar_EG,
+// as the C library's locale data give them.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
 #include "core/Formatters.h"
+#include "support/TestLocales.h"
 
 namespace orv {
 namespace {
 
 const NumberLocale posix("C");
-const NumberLocale us("en_US");
-const NumberLocale german("de_DE.UTF-8");
-const NumberLocale egypt("ar_EG");
+// Compiled on first use, so that LOCPATH names them before they are read.
+const NumberLocale& us() {
+    static const NumberLocale locale(test::compiledLocale("en_US"));
+    return locale;
+}
+const NumberLocale& german() {
+    static const NumberLocale locale(test::compiledLocale("de_DE"));
+    return locale;
+}
+const NumberLocale& egypt() {
+    static const NumberLocale locale(test::compiledLocale("ar_EG"));
+    return locale;
+}
+const NumberLocale& india() {
+    static const NumberLocale locale(test::compiledLocale("en_IN"));
+    return locale;
+}
 
 TEST(Formatters, BytesEdgeCases) {
     EXPECT_EQ(Formatters::bytes(0, posix), "0 B");
@@ -69,12 +85,12 @@ TEST(Formatters, Power) {
 }
 
 TEST(Formatters, TemperatureInTheLocalesSystem) {
-    EXPECT_EQ(Formatters::temperature(21.6, german), "22\u00B0");
-    EXPECT_EQ(Formatters::temperature(21.6, us), "71\u00B0");
+    EXPECT_EQ(Formatters::temperature(21.6, german()), "22\u00B0");
+    EXPECT_EQ(Formatters::temperature(21.6, us()), "71\u00B0");
     EXPECT_EQ(Formatters::temperature(21.6, posix), "22\u00B0");  // the C locale measures in metric
-    EXPECT_TRUE(us.usesUSMeasurement());
-    EXPECT_FALSE(german.usesUSMeasurement());
-    EXPECT_FALSE(egypt.usesUSMeasurement());
+    EXPECT_TRUE(us().usesUSMeasurement());
+    EXPECT_FALSE(german().usesUSMeasurement());
+    EXPECT_FALSE(egypt().usesUSMeasurement());
 }
 
 TEST(Formatters, DecimalInStepsOfAThousand) {
@@ -86,25 +102,33 @@ TEST(Formatters, DecimalInStepsOfAThousand) {
 }
 
 TEST(Formatters, AmericanGrouping) {
-    EXPECT_EQ(Formatters::bytes(1023, us), "1,023 B");
-    EXPECT_EQ(Formatters::bytes(1536, us), "1.5 kB");
-    EXPECT_EQ(Formatters::number(1234567.891, 2, us), "1,234,567.89");
-    EXPECT_EQ(Formatters::power(2340, us), "2.3 W");
+    EXPECT_EQ(Formatters::bytes(1023, us()), "1,023 B");
+    EXPECT_EQ(Formatters::bytes(1536, us()), "1.5 kB");
+    EXPECT_EQ(Formatters::number(1234567.891, 2, us()), "1,234,567.89");
+    EXPECT_EQ(Formatters::power(2340, us()), "2.3 W");
 }
 
 TEST(Formatters, GermanSeparators) {
-    EXPECT_EQ(Formatters::bytes(1536, german), "1,5 kB");
-    EXPECT_EQ(Formatters::bytes(1023, german), "1.023 B");
-    EXPECT_EQ(Formatters::percent(42.4, german), "42%");
-    EXPECT_EQ(Formatters::number(1234567.891, 2, german), "1.234.567,89");
+    EXPECT_EQ(Formatters::bytes(1536, german()), "1,5 kB");
+    EXPECT_EQ(Formatters::bytes(1023, german()), "1.023 B");
+    EXPECT_EQ(Formatters::percent(42.4, german()), "42%");
+    EXPECT_EQ(Formatters::number(1234567.891, 2, german()), "1.234.567,89");
 }
 
-TEST(Formatters, ArabicDigits) {
-    // Arabic-Indic digits and the Arabic decimal separator U+066B.
-    EXPECT_EQ(Formatters::bytes(1536, egypt), "\u0661\u066B\u0665 kB");
-    EXPECT_EQ(Formatters::percent(42, egypt), "\u0664\u0662%");
-    EXPECT_EQ(Formatters::power(850, egypt), "\u0668\u0665\u0660 mW");
-    EXPECT_EQ(Formatters::temperature(21.6, egypt), "\u0662\u0662\u00B0");
+TEST(Formatters, ArabicLocaleAsTheSystemWritesIt) {
+    // glibc's ar_EG writes ASCII digits with a point and groups by three,
+    // as every other tool on the system shows its figures.
+    EXPECT_EQ(Formatters::bytes(1536, egypt()), "1.5 kB");
+    EXPECT_EQ(Formatters::bytes(1023, egypt()), "1,023 B");
+    EXPECT_EQ(Formatters::percent(42, egypt()), "42%");
+    EXPECT_EQ(Formatters::temperature(21.6, egypt()), "22\u00B0");
+}
+
+TEST(Formatters, IndianGroupingByTwoAboveTheThousands) {
+    EXPECT_EQ(Formatters::number(1234567.891, 2, india()), "12,34,567.89");
+    EXPECT_EQ(Formatters::number(999, 0, india()), "999");
+    EXPECT_EQ(Formatters::number(1000, 0, india()), "1,000");
+    EXPECT_FALSE(india().usesUSMeasurement());
 }
 
 TEST(Formatters, MetricValuesUseTheirUnit) {
@@ -112,6 +136,20 @@ TEST(Formatters, MetricValuesUseTheirUnit) {
     EXPECT_EQ(Formatters::metricValue(Metric::memory, 1536, posix), "1.5 kB");
     EXPECT_EQ(Formatters::metricValue(Metric::netIn, 1536, posix), "1.5 kB/s");
     EXPECT_EQ(Formatters::metricValue(Metric::energy, 850, posix), "850 mW");
+}
+
+TEST(NumberLocale, ANameWithoutCodesetOpensItsUTF8Locale) {
+    test::compiledLocale("de_DE");
+    const NumberLocale plain("de_DE");
+    EXPECT_EQ(plain.identifier(), "de_DE");
+    EXPECT_EQ(plain.format(1234.5, 1), "1.234,5");
+}
+
+TEST(NumberLocale, ALocaleThatIsNotInstalledReadsAsC) {
+    const NumberLocale missing("xx_YY.UTF-8");
+    EXPECT_EQ(missing.format(1234567.25, 1), "1234567.3");
+    EXPECT_FALSE(missing.usesUSMeasurement());
+    EXPECT_EQ(NumberLocale("C.UTF-8").format(1234567.25, 1), "1234567.3");
 }
 
 TEST(NumberLocale, PosixNames) {

@@ -1,0 +1,8 @@
+#include "cli/ProcessHeap.h"
+
+namespace orv::cli {
+
+// macOS's malloc returns freed regions to the system by itself.
+void prepareProcessHeap() {}
+
+}  // namespace orv::cli
