@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "core/Duration.h"
 
@@ -18,11 +19,14 @@ struct MachTimebase {
     }
 
     // (ticks / denom) × numer + ((ticks mod denom) × numer) / denom: the split
-    // keeps the product in range; an overflow that remains is fatal.
-    uint64_t nanoseconds(uint64_t ticks) const;
+    // keeps the product in range. A count whose nanoseconds still do not fit
+    // 64 bits is no CPU time a process can have had (2^64 ns is 584 years):
+    // it is absent, and the reading it came from is malformed.
+    std::optional<uint64_t> nanoseconds(uint64_t ticks) const;
 
-    // The CPU time of `ticks`, clamped to 2^63−1 nanoseconds.
-    Duration duration(uint64_t ticks) const;
+    // The CPU time of `ticks`, clamped to 2^63−1 nanoseconds; absent when
+    // the conversion overflows.
+    std::optional<Duration> duration(uint64_t ticks) const;
 };
 
 }  // namespace orv

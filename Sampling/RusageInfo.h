@@ -26,7 +26,8 @@ struct RusageInfoV6 {
     // process for work done on its behalf, which is what the monitor shows.
     static constexpr size_t billedEnergy = 264;       // ri_billed_energy, nJ
 
-    // The usage figures of one record; nothing when it is shorter than 464 bytes.
+    // The usage figures of one record; nothing when it is shorter than 464
+    // bytes or its CPU time does not fit 64 bits of nanoseconds.
     static std::optional<ProcessUsage> decode(std::span<const uint8_t> record, const MachTimebase& timebase);
 };
 

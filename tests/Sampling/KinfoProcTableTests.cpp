@@ -158,9 +158,31 @@ TEST(MachTimebase, DurationIsClampedToTheLargestSignedNanosecondCount) {
     EXPECT_EQ(timebase.duration(UINT64_MAX), Duration::nanoseconds(INT64_MAX));
 }
 
-TEST(MachTimebaseDeathTest, OverflowIsFatal) {
+TEST(MachTimebase, ConversionThatOverflowsIsAbsent) {
     auto timebase = MachTimebase::fromRaw(125, 3);
-    EXPECT_DEATH(timebase.nanoseconds(UINT64_MAX), "overflow");
+    EXPECT_FALSE(timebase.nanoseconds(UINT64_MAX));
+    EXPECT_FALSE(timebase.duration(UINT64_MAX));
+    // The largest count that still converts, and the next.
+    const uint64_t largest = (UINT64_MAX / 125) * 3 + 2;
+    EXPECT_TRUE(timebase.nanoseconds(largest));
+    EXPECT_FALSE(timebase.nanoseconds(largest + 1));
+}
+
+TEST(RusageInfo, TicksPastTheConversionMakeNoReading) {
+    std::vector<uint8_t> record(RusageInfoV6::size, 0);
+    put<uint64_t>(record, RusageInfoV6::userTime, UINT64_MAX - 10);
+    EXPECT_FALSE(RusageInfoV6::decode(record, MachTimebase::fromRaw(125, 3)));
+    // The same count converts at 1/1 (clamped to the largest duration).
+    auto oneToOne = RusageInfoV6::decode(record, MachTimebase::fromRaw(1, 1));
+    ASSERT_TRUE(oneToOne);
+    EXPECT_EQ(oneToOne->cpuTime, Duration::nanoseconds(INT64_MAX));
+}
+
+TEST(RusageInfo, TickSumPast64BitsMakesNoReading) {
+    std::vector<uint8_t> record(RusageInfoV6::size, 0);
+    put<uint64_t>(record, RusageInfoV6::userTime, UINT64_MAX);
+    put<uint64_t>(record, RusageInfoV6::systemTime, 2);
+    EXPECT_FALSE(RusageInfoV6::decode(record, MachTimebase::fromRaw(1, 1)));
 }
 
 TEST(RusageInfo, DecodesTheFieldsWeUse) {

@@ -12,10 +12,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto record = orv::fuzz::bytes(data + 1, size - 1);
     switch (data[0] % 6) {
         case 0: (void)orv::KinfoProc::decode(record); break;
-        // A timebase of 1/1: with 125/3 a tick count near 2^64 overflows the
-        // conversion, which stops the process on purpose (as Swift's
-        // arithmetic would; KinfoProcTableTests has the death test).
-        case 1: (void)orv::RusageInfoV6::decode(record, orv::MachTimebase::fromRaw(1, 1)); break;
+        // Intel's timebase or Apple silicon's, by the first byte's top bit.
+        case 1: {
+            const auto timebase = data[0] & 0x80 ? orv::MachTimebase::fromRaw(125, 3) : orv::MachTimebase::fromRaw(1, 1);
+            (void)orv::RusageInfoV6::decode(record, timebase);
+            break;
+        }
         case 2: (void)orv::SysctlUInt64::decode(record); break;
         case 3: (void)orv::SysctlString::decode(record); break;
         case 4: (void)orv::SwapUsage::decode(record); break;
