@@ -3,17 +3,15 @@
 #include <random>
 
 #include "core/ProcessReading.h"
+#include "support/FakeProcessSource.h"
 #include "core/RecordArrayDecoder.h"
 
 namespace orv {
 namespace {
 
+// Records that differ beyond their names, as a real table's do.
 ProcessReading reading(int32_t pid, std::string name) {
-    ProcessReading r;
-    r.pid = pid;
-    r.parentPID = 1;
-    r.name = std::move(name);
-    r.startTime = Date{785000000.25 + pid};
+    ProcessReading r = test::readingNamed(pid, std::move(name));
     r.cpuTime = Duration::milliseconds(pid * 10);
     r.footprintBytes = uint64_t(pid) << 12;
     return r;
