@@ -48,11 +48,13 @@ struct NumberLocale::Formatter {
         symbols.grouping = nl_langinfo_l(GROUPING, locale);
         // Figures are written as UTF-8: a separator in another encoding
         // (de_DE.ISO-8859-1's no-break space) is left out.
+        // (A point is moved in whole rather than assigned from a literal:
+        // GCC 12 at -O3 misreads the literal's copy as an overlap.)
         if (std::string(nl_langinfo_l(CODESET, locale)) != "UTF-8") {
-            if (!isASCII(symbols.decimalSeparator)) symbols.decimalSeparator = ".";
+            if (!isASCII(symbols.decimalSeparator)) symbols.decimalSeparator = std::string(1, '.');
             if (!isASCII(symbols.groupSeparator)) symbols.groupSeparator.clear();
         }
-        if (symbols.decimalSeparator.empty()) symbols.decimalSeparator = ".";
+        if (symbols.decimalSeparator.empty()) symbols.decimalSeparator = std::string(1, '.');
         // LC_MEASUREMENT's measurement: 1 metric, 2 US customary.
         usesUSMeasurement = nl_langinfo_l(_NL_MEASUREMENT_MEASUREMENT, locale)[0] == 2;
         freelocale(locale);
