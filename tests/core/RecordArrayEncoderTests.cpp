@@ -10,13 +10,7 @@
 namespace orv {
 namespace {
 
-// Records that differ beyond their names, as a real table's do.
-ProcessReading reading(int32_t pid, std::string name) {
-    ProcessReading r = test::readingNamed(pid, std::move(name));
-    r.cpuTime = Duration::milliseconds(pid * 10);
-    r.footprintBytes = uint64_t(pid) << 12;
-    return r;
-}
+ProcessReading reading(int32_t pid, std::string name) { return test::readingWithUsage(pid, std::move(name)); }
 
 TEST(RecordArrayEncoder, WritesWhatTheEncoderWritesAndReusesOnlyUnchangedRecords) {
     json::RecordArrayEncoder<ProcessReading> encoder;

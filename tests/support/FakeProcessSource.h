@@ -58,4 +58,13 @@ inline ProcessReading readingNamed(int32_t pid, std::string name) {
     return r;
 }
 
+// A reading that differs from another pid's beyond its name, as a real
+// table's rows do: CPU time and footprint follow the pid.
+inline ProcessReading readingWithUsage(int32_t pid, std::string name) {
+    ProcessReading r = readingNamed(pid, std::move(name));
+    r.cpuTime = Duration::milliseconds(pid * 10);
+    r.footprintBytes = uint64_t(pid) << 12;
+    return r;
+}
+
 }  // namespace orv::test

@@ -37,12 +37,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using test::ownGroup;
 using test::RawHelperClient;
-
-std::string ownGroup() {
-    group* g = ::getgrgid(::getegid());
-    return g ? g->gr_name : "root";
-}
 
 std::string helperProgram() { return std::string(ORVANTINE_BINARY_DIR) + "/helper/OrvantineHelperTestTeam"; }
 

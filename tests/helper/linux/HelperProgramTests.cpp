@@ -35,14 +35,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using test::ownGroup;
 using test::RawHelperClient;
-
-// The helper admits the test's own primary group, so that it serves the
-// test's clients when the tests do not run as root.
-std::string ownGroup() {
-    group* g = ::getgrgid(::getegid());
-    return g ? g->gr_name : "root";
-}
 
 std::string program(const std::string& name) { return std::string(ORVANTINE_BINARY_DIR) + "/helper/" + name; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <grp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -14,6 +15,14 @@
 #include "HelperProtocol/HelperFrame.h"
 
 namespace orv::test {
+
+// The group a helper started by a test admits: the test's own primary
+// group, so that it serves the test's clients when the tests do not run
+// as root.
+inline std::string ownGroup() {
+    group* g = ::getgrgid(::getegid());
+    return g ? g->gr_name : "root";
+}
 
 // A blocking client that speaks the helper's framing by hand, so that tests
 // can also send what no real client would. It makes no threads, so a forked
