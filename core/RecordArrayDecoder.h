@@ -11,12 +11,12 @@ namespace orv::json {
 
 // Reads a JSON array of records as decode<std::vector<T>>() does, copying
 // every element whose text is, byte for byte, the one the previous call
-// read at about the same place, instead of decoding it again. The elements are found by the parser's
-// structural pass alone, which skips over their numbers; only the changed
-// ones are parsed in full. Anything unexpected (malformed text, an element
-// that does not decode) is left to the plain decoder, so errors and their
-// coding paths are exactly its own. Not thread-safe: one decoder belongs to
-// one thread.
+// read at about the same place, instead of decoding it again. An unchanged
+// element costs one comparison of its bytes; only the changed ones are
+// scanned for their end and parsed. Anything unexpected (malformed text, an
+// element that does not decode, nesting deeper than records go) is left to
+// the plain decoder, so errors and their coding paths are exactly its own.
+// Not thread-safe: one decoder belongs to one thread.
 template <class T>
 class RecordArrayDecoder {
 public:
@@ -29,67 +29,102 @@ public:
     size_t cachedCount() const { return items_.size(); }
 
 private:
-    std::optional<std::vector<T>> decodeReusing(const std::string& text) {
-        simdjson::padded_string copy;
-        simdjson::padded_string_view padded(text.data(), text.size(), text.capacity());
-        if (text.capacity() - text.size() < simdjson::SIMDJSON_PADDING) {
-            copy = simdjson::padded_string(text);
-            padded = copy;
+    static bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+    static size_t skipSpace(std::string_view text, size_t at) {
+        while (at < text.size() && isSpace(text[at])) ++at;
+        return at;
+    }
+
+    // Where the object starting at `at` ends (one past its closing brace),
+    // following strings and their escapes; nullopt when the text ends first
+    // or nests deeper than any record. Only a guess at the element's extent:
+    // the decoder that reads it afterwards is what validates it.
+    static std::optional<size_t> objectEnd(std::string_view text, size_t at) {
+        constexpr size_t deepest = 256;
+        size_t depth = 0;
+        for (; at < text.size(); ++at) {
+            const char c = text[at];
+            if (c == '"') {
+                for (++at; at < text.size() && text[at] != '"'; ++at) {
+                    if (text[at] == '\\') ++at;
+                }
+                if (at >= text.size()) return std::nullopt;
+            } else if (c == '{' || c == '[') {
+                if (++depth > deepest) return std::nullopt;
+            } else if (c == '}' || c == ']') {
+                if (depth == 0) return std::nullopt;
+                if (--depth == 0) return at + 1;
+            }
         }
-        const char* base = padded.data();
-        std::vector<T> items;           // for the caller
-        std::vector<T> kept;            // for the next call
-        std::vector<Span> spans;        // each element's place in `text`
+        return std::nullopt;
+    }
+
+    std::optional<std::vector<T>> decodeReusing(const std::string& text) {
+        const std::string_view all(text);
+        std::vector<T> items;      // for the caller
+        std::vector<T> kept;       // for the next call
+        std::vector<Span> spans;   // each element's place in `text`
         std::vector<bool> taken(items_.size());
         items.reserve(items_.size() + 16);
         kept.reserve(items_.size() + 16);
         spans.reserve(items_.size() + 16);
-        // The last call's elements are looked for where they would be if the
-        // table kept its order: at the cursor, or one or two past it (rows
-        // gone), or one before it (a row inserted). A miss costs only a
-        // decode of that one element.
-        size_t cursor = 0;
-        try {
-            simdjson::ondemand::document document;
-            if (parser_.iterate(padded).get(document)) return std::nullopt;
-            simdjson::ondemand::array array;
-            if (document.get_array().get(array)) return std::nullopt;
-            for (auto element : array) {
-                simdjson::ondemand::object object;
-                std::string_view raw;
-                if (element.get_object().get(object) || object.raw_json().get(raw)) return std::nullopt;
-                std::optional<size_t> match;
-                for (long step : {0L, 1L, 2L, -1L}) {
-                    const long at = long(cursor) + step;
-                    if (at < 0 || size_t(at) >= items_.size() || taken[size_t(at)]) continue;
-                    if (previous(size_t(at)) == raw) {
-                        match = size_t(at);
-                        break;
+        size_t at = skipSpace(all, 0);
+        if (at == all.size() || all[at] != '[') return std::nullopt;
+        at = skipSpace(all, at + 1);
+        if (at < all.size() && all[at] == ']') {
+            if (skipSpace(all, at + 1) != all.size()) return std::nullopt;
+        } else {
+            // The last call's elements are looked for where they would be if
+            // the table kept its order: at the cursor, or one or two past it
+            // (rows gone), or one before it (a row inserted). A miss costs
+            // only a decode of that one element.
+            size_t cursor = 0;
+            try {
+                while (true) {
+                    if (at == all.size() || all[at] != '{') return std::nullopt;
+                    std::optional<size_t> match;
+                    for (long step : {0L, 1L, 2L, -1L}) {
+                        const long candidate = long(cursor) + step;
+                        if (candidate < 0 || size_t(candidate) >= items_.size() || taken[size_t(candidate)]) continue;
+                        // Bytes equal to a whole object read before are that
+                        // object, whatever follows them.
+                        const auto before = previous(size_t(candidate));
+                        if (all.compare(at, before.size(), before) == 0) {
+                            match = size_t(candidate);
+                            break;
+                        }
                     }
+                    size_t end;
+                    if (match) {
+                        end = at + spans_[*match].size;
+                        taken[*match] = true;
+                        items.push_back(items_[*match]);
+                        kept.push_back(std::move(items_[*match]));
+                        cursor = *match + 1;
+                    } else {
+                        auto found = objectEnd(all, at);
+                        if (!found) return std::nullopt;
+                        end = *found;
+                        kept.push_back(json::decode<T>(all.substr(at, end - at)));
+                        items.push_back(kept.back());
+                        ++cursor;
+                    }
+                    spans.push_back(Span{at, end - at});
+                    at = skipSpace(all, end);
+                    if (at < all.size() && all[at] == ',') {
+                        at = skipSpace(all, at + 1);
+                        continue;
+                    }
+                    if (at < all.size() && all[at] == ']' && skipSpace(all, at + 1) == all.size()) break;
+                    return std::nullopt;
                 }
-                if (match) {
-                    taken[*match] = true;
-                    items.push_back(items_[*match]);
-                    kept.push_back(std::move(items_[*match]));
-                    cursor = *match + 1;
-                } else {
-                    kept.push_back(json::decode<T>(raw));
-                    items.push_back(kept.back());
-                    ++cursor;
-                }
-                spans.push_back(Span{size_t(raw.data() - base), raw.size()});
+            } catch (const DecodingError&) {
+                return std::nullopt;
             }
-        } catch (const DecodingError&) {
-            return std::nullopt;
-        } catch (const simdjson::simdjson_error&) {
-            return std::nullopt;
         }
-        // Every element is known good (decoded, or the very text of one that
-        // was); what lies between them must be the array's own punctuation,
-        // or the text is not the array the parser's skipping took it for.
-        if (!onlyPunctuationBetween(std::string_view(text), spans)) return std::nullopt;
         // This reply's text and records are the next call's reference.
-        text_.assign(base, padded.length());
+        text_.assign(all);
         spans_ = std::move(spans);
         items_ = std::move(kept);
         return items;
@@ -102,39 +137,12 @@ private:
         size_t size;
     };
 
-    static bool onlyPunctuationBetween(std::string_view text, const std::vector<Span>& spans) {
-        auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-        // `gap` must be whitespace around exactly one `mark`.
-        auto isGap = [&](std::string_view gap, char mark) {
-            size_t at = 0;
-            while (at < gap.size() && isSpace(gap[at])) ++at;
-            if (at == gap.size() || gap[at] != mark) return false;
-            for (++at; at < gap.size(); ++at) {
-                if (!isSpace(gap[at])) return false;
-            }
-            return true;
-        };
-        if (spans.empty()) {
-            // "[", whitespace, "]", each with whitespace around.
-            size_t open = text.find('[');
-            return open != std::string_view::npos && isGap(text.substr(0, open + 1), '[') &&
-                   isGap(text.substr(open + 1), ']');
-        }
-        if (!isGap(text.substr(0, spans.front().offset), '[')) return false;
-        for (size_t i = 1; i < spans.size(); ++i) {
-            const size_t end = spans[i - 1].offset + spans[i - 1].size;
-            if (!isGap(text.substr(end, spans[i].offset - end), ',')) return false;
-        }
-        return isGap(text.substr(spans.back().offset + spans.back().size), ']');
-    }
-
     void forget() {
         spans_.clear();
         items_.clear();
         text_.clear();
     }
 
-    simdjson::ondemand::parser parser_;
     std::string text_;         // the previous text
     std::vector<Span> spans_;  // its elements
     std::vector<T> items_;     // and their records

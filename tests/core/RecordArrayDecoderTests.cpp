@@ -76,6 +76,36 @@ TEST(RecordArrayDecoder, MalformedRepliesFailExactlyAsThePlainDecoderSaysAndLose
     EXPECT_NE(outcome([&] { return decoder.decode(wrongType); }).error.find("[2].pid"), std::string::npos);
 }
 
+TEST(RecordArrayDecoder, NamesWithBracesQuotesAndEscapesEndWhereTheirRecordEnds) {
+    // A changed element is found by scanning for its closing brace; braces,
+    // brackets and escaped quotes inside its strings must not end it early.
+    json::RecordArrayDecoder<ProcessReading> decoder;
+    std::vector<ProcessReading> table{reading(1, "a"), reading(2, "b"), reading(3, "c")};
+    EXPECT_EQ(decoder.decode(json::encode(table)), table);
+    table[0].name = "x}\"{[ y";
+    table[1].name = "ends in a backslash \\";
+    table[2].executablePath = "/opt/}]/\"quoted\"";
+    const std::string text = json::encode(table);
+    EXPECT_EQ(decoder.decode(text), table);
+    EXPECT_EQ(decoder.decode(text), table);  // and as the reference for the next reply
+}
+
+TEST(RecordArrayDecoder, AnElementNestedDeeperThanRecordsGoIsLeftToThePlainDecoder) {
+    // An unknown key may hold any JSON; nested past what the scan follows,
+    // the plain decoder (which reads the whole array at once) decides.
+    json::RecordArrayDecoder<ProcessReading> decoder;
+    const std::vector<ProcessReading> table{reading(1, "a")};
+    std::string text = json::encode(table);
+    for (size_t depth : {10u, 300u, 1100u}) {
+        std::string deep = text;
+        deep.insert(deep.rfind('}'), ",\"extra\":" + std::string(depth, '[') + std::string(depth, ']'));
+        auto ours = outcome([&] { return decoder.decode(deep); });
+        auto plain = outcome([&] { return json::decode<std::vector<ProcessReading>>(deep); });
+        EXPECT_EQ(ours.value, plain.value) << depth;
+        EXPECT_EQ(ours.error, plain.error) << depth;
+    }
+}
+
 TEST(RecordArrayDecoder, ManyPassesOfAChangingTableMatchTheDecoder) {
     std::mt19937 random(11);
     json::RecordArrayDecoder<ProcessReading> decoder;
