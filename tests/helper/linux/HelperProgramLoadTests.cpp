@@ -4,6 +4,7 @@
 // clients' waits, so they run alone (the "timing" label).
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
@@ -128,6 +129,12 @@ bool answersVersion(RawHelperClient& client) {
 }
 
 TEST(HelperProgramLoad, OutOfDescriptorsItWaitsInsteadOfSpinningAndLogsOnce) {
+    // UBSan's check of a dynamic type reads the object's type information
+    // through a pipe it opens for the purpose; in a helper with no descriptor
+    // left that fails, and it reports a type error that is not there.
+    if (::dlsym(RTLD_DEFAULT, "__ubsan_handle_dynamic_type_cache_miss") != nullptr) {
+        GTEST_SKIP() << "built with UBSan's dynamic type check, which needs descriptors of its own";
+    }
     test::TempDir dir;
     const std::string socket = (dir.path() / "helper.sock").string();
     HelperChild helper(dir, {helperProgram(), "--socket", socket, "--group", ownGroup()}, rlim_t(24));
