@@ -83,9 +83,15 @@ public:
     virtual bool longNameMustExtendCommand() const { return false; }
 };
 
+// How many passes a port will make: a run that makes one and exits (a
+// one-shot `orvantine processes`) keeps nothing for a next pass. The
+// readings are the same either way.
+enum class ProcessTablePasses { many, one };
+
 // The platform's port. On Linux it reads below `root` ("/" normally, a
 // fixture tree in tests); macOS ignores it.
-std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root = "/");
+std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root = "/",
+                                                       ProcessTablePasses passes = ProcessTablePasses::many);
 
 // Readies the process for a port that keeps descriptors: on Linux the limit
 // on open files is raised to its hard limit and the descriptor table is

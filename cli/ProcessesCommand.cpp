@@ -55,7 +55,7 @@ void printTable(std::vector<ProcessReading> readings) {
 
 void run(const ProcessesOptions& options) {
     // Without --verbose the fallback from the helper is silent.
-    SamplingSession session({.helper = options.helper, .quietHelper = !options.verbose});
+    SamplingSession session({.helper = options.helper, .quietHelper = !options.verbose, .onePass = !options.rates});
     if (options.rates) {
         auto interval = Duration::nanoseconds(std::llround(options.intervalSeconds * 1e9));
         runProcessRates(session.processes(), ProcessRatesOptions{interval, options.json}, std::cout);

@@ -49,7 +49,8 @@ SamplingSession::~SamplingSession() {
 
 std::shared_ptr<ProcessSource> SamplingSession::processSource() {
     if (!local_) {
-        local_ = std::make_shared<ProcessSampler>();
+        local_ = std::make_shared<ProcessSampler>(
+            makeProcessTablePort("/", options_.onePass ? ProcessTablePasses::one : ProcessTablePasses::many));
         if (options_.helper) {
             if (options_.quietHelper) {
                 previousSink_ = LogSink::install(std::make_shared<QuietHelperClientSink>(LogSink::current()));

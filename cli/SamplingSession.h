@@ -32,6 +32,9 @@ public:
         // Drop the helper client's log lines for the life of the session, so
         // that the fallback is silent.
         bool quietHelper = false;
+        // The command reads the processes once and exits: the local sampler
+        // keeps no descriptors for a next pass.
+        bool onePass = false;
     };
 
     // Which source answered a pass.

@@ -99,7 +99,7 @@ private:
 // libproc's calls keep no descriptors.
 void prepareProcessTable(const std::filesystem::path&) {}
 
-std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path&) {
+std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path&, ProcessTablePasses) {
     return std::make_unique<DarwinProcessTablePort>();
 }
 

@@ -42,7 +42,7 @@ bool isRefusal(const std::error_code& error) { return error.value() == EACCES ||
 LinuxProcessTablePort::LinuxProcessTablePort(Options options)
     : options_(completed(std::move(options))),
       procDirectory_(::open((options_.root / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-      cache_(procDirectory_.get(), options_.descriptorBudget, options_.open),
+      cache_(procDirectory_.get(), options_.descriptorBudget, options_.open, options_.keepDescriptors),
       lister_(procDirectory_.get(), counts_),
       sleepProof_(procDirectory_.get(), cache_, counts_) {
     // Rounded to a whole tick so that a process's start time is the same
@@ -388,9 +388,10 @@ void prepareProcessTable(const std::filesystem::path& root) {
     if (probe >= 0) ::close(probe);
 }
 
-std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root) {
+std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root, ProcessTablePasses passes) {
     LinuxProcessTablePort::Options options;
     options.root = root;
+    options.keepDescriptors = passes == ProcessTablePasses::many;
     return std::make_unique<LinuxProcessTablePort>(std::move(options));
 }
 

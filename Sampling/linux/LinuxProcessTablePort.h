@@ -43,6 +43,9 @@ public:
         ProcDescriptorCache::Open open;
         // How many descriptors may be kept open; 0: RLIMIT_NOFILE − 512.
         size_t descriptorBudget = 0;
+        // False for a run that makes one pass: no descriptor is kept for a
+        // next pass (see ProcDescriptorCache). The readings are the same.
+        bool keepDescriptors = true;
     };
 
     explicit LinuxProcessTablePort(Options options);

@@ -14,8 +14,9 @@ constexpr std::string_view fileNames[ProcDescriptorCache::fileCount] = {"stat", 
 
 }  // namespace
 
-ProcDescriptorCache::ProcDescriptorCache(int procDirectory, size_t budget, Open open)
-    : procDirectory_(procDirectory), budget_(budget ? budget : defaultBudget()), open_(std::move(open)) {
+ProcDescriptorCache::ProcDescriptorCache(int procDirectory, size_t budget, Open open, bool keep)
+    : procDirectory_(procDirectory), budget_(!keep ? 0 : budget ? budget : defaultBudget()), open_(std::move(open)) {
+    if (!keep) closer_ = std::make_unique<DescriptorCloser>();
     if (!open_) open_ = [](int dir, const char* path) { return ::openat(dir, path, O_RDONLY | O_CLOEXEC); };
 }
 
@@ -50,6 +51,8 @@ Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, Fi
         kept.fd_ = std::move(fresh);
         kept.places_ = &kept_;
         ++kept_;
+    } else if (closer_) {
+        closer_->close(fresh.release());
     }
     if (n < 0) return errorFrom(error);
     return std::string_view(buffer.data(), size_t(n));

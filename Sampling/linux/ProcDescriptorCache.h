@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string_view>
 
+#include "Sampling/linux/DescriptorCloser.h"
 #include "core/FileDescriptor.h"
 #include "core/Result.h"
 
@@ -62,8 +64,12 @@ public:
         }
     };
 
-    // `budget` 0: defaultBudget(). `procDirectory` is borrowed.
-    ProcDescriptorCache(int procDirectory, size_t budget, Open open);
+    // `budget` 0: defaultBudget(). `procDirectory` is borrowed. With `keep`
+    // false nothing is kept, for a run that makes one pass: every file is
+    // opened, read and handed to a DescriptorCloser, so that the process
+    // neither closes thousands of descriptors at its exit nor waits for
+    // each close while it reads.
+    ProcDescriptorCache(int procDirectory, size_t budget, Open open, bool keep = true);
     ProcDescriptorCache(const ProcDescriptorCache&) = delete;
     ProcDescriptorCache& operator=(const ProcDescriptorCache&) = delete;
 
@@ -87,6 +93,7 @@ private:
     size_t budget_;
     Open open_;
     size_t kept_ = 0;
+    std::unique_ptr<DescriptorCloser> closer_;  // when nothing is kept
 };
 
 }  // namespace orv

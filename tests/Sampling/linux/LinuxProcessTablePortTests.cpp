@@ -275,6 +275,43 @@ TEST(LinuxProcessTablePort, BeyondTheDescriptorBudgetFilesAreReadAndClosed) {
     EXPECT_EQ(raw->keptDescriptors(), 6u);
 }
 
+TEST(LinuxProcessTablePort, AOnePassPortReadsTheSameAndKeepsNothing) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "bash", 'S', 1, 250, 50, 12345);
+    root.symlink("proc/42/exe", "/usr/bin/bash");
+    writeProcess(root, 43, "a-long-command-", 'R', 42, 7, 3, 500, 3);
+    root.symlink("proc/43/exe", "/opt/a-long-command-name");
+    writeProcess(root, 2, "kthreadd", 'S', 0, 0, 0, 0, 1, kernelThreadFlags);
+    writeProcess(root, 44, "defunct", 'Z', 42, 0, 0, 600);
+    writeProcess(root, 45, "broken", 'S', 1, 0, 0, 700);
+    root.write("proc/45/stat", "45 (broken");
+    auto refusingIO = [](int dir, const char* path) {
+        if (std::strstr(path, "46/io")) {
+            errno = EACCES;
+            return -1;
+        }
+        return ::openat(dir, path, O_RDONLY | O_CLOEXEC);
+    };
+    writeProcess(root, 46, "sshd", 'S', 1, 100, 0, 800);
+
+    auto kept = fixtureOptions(root);
+    kept.open = refusingIO;
+    auto once = kept;
+    once.keepDescriptors = false;
+    auto onePass = std::make_unique<LinuxProcessTablePort>(once);
+    auto* onePassPort = onePass.get();
+    ProcessSampler onePassSampler(std::move(onePass));
+    auto expected = samplerFor(kept).sampleNow();
+    auto readings = onePassSampler.sampleNow();
+    EXPECT_EQ(readings, expected);
+    ASSERT_EQ(readings.size(), 6u);  // the zombie left out
+    EXPECT_EQ(find(readings, 43)->name, "a-long-command-name");
+    EXPECT_FALSE(find(readings, 45)->isComplete);
+    EXPECT_FALSE(find(readings, 46)->isComplete);
+    EXPECT_EQ(onePassPort->keptDescriptors(), 0u);
+}
+
 TEST(LinuxProcessTablePort, MissingProcDirectoryIsAnEmptyTable) {
     TempDir root;
     EXPECT_TRUE(samplerFor(fixtureOptions(root)).sampleNow().empty());
