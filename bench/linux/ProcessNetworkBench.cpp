@@ -11,7 +11,7 @@
 // Beside the accounting as it runs, "every dump" is the accounting that
 // dumps every socket on every pass, whatever the interfaces say.
 //
-//   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--passes N] [--seconds S] [--program PATH] [--btop]
+//   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]
 //
 // Needs root for the namespace; without it every socket is a loopback pair.
 #include <arpa/inet.h>
@@ -221,6 +221,7 @@ int main(int argc, char** argv) {
     std::vector<size_t> sizes;
     size_t sockets = 5000;
     size_t talking = 8;
+    std::vector<bool> traffic{false, true};
     int count = 20, seconds = 20;
     bool btop = false;
     std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
@@ -229,12 +230,13 @@ int main(int argc, char** argv) {
         if (arg == "--processes" && i + 1 < argc) sizes.push_back(size_t(std::atol(argv[++i])));
         else if (arg == "--sockets" && i + 1 < argc) sockets = size_t(std::atol(argv[++i]));
         else if (arg == "--talking" && i + 1 < argc) talking = size_t(std::atol(argv[++i]));
+        else if (arg == "--traffic" && i + 1 < argc) traffic = {std::string(argv[++i]) == "active"};
         else if (arg == "--passes" && i + 1 < argc) count = std::atoi(argv[++i]);
         else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
         else if (arg == "--program" && i + 1 < argc) program = argv[++i];
         else if (arg == "--btop") btop = true;
         else {
-            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--talking N] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
                          argv[0]);
             return 2;
         }
@@ -261,7 +263,7 @@ int main(int argc, char** argv) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        for (bool active : {false, true}) {
+        for (bool active : traffic) {
             std::vector<pid_t> talker;
             if (active) {
                 if (!namespaced) break;
