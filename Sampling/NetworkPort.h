@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,9 +9,6 @@
 #include "core/InterfaceCounters.h"
 
 namespace orv {
-
-// Every interface's cumulative counts by the kernel's interface index.
-using InterfaceCountersByIndex = std::map<int32_t, InterfaceCounters>;
 
 // The platform's reads for NetworkSampler: the NET_RT_IFLIST2 routing dump
 // and the dynamic store on macOS, rtnetlink on Linux, fakes in tests.
@@ -29,12 +25,6 @@ public:
     // The interface of the default route, IPv4 before IPv6; absent when
     // there is none or it cannot be found.
     virtual std::optional<std::string> primaryInterface() = 0;
-
-    // Every interface's counts, the loopback and virtual ones included,
-    // from the platform's cheapest read: a packet anywhere in this
-    // network namespace moves one of them. Absent where there is no such
-    // read or it failed.
-    virtual std::optional<InterfaceCountersByIndex> readEveryInterface() { return std::nullopt; }
 };
 
 // The platform's port. On Linux it reads below `root`; macOS ignores it.

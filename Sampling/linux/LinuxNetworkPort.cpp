@@ -149,33 +149,6 @@ public:
         return std::nullopt;
     }
 
-    // The 64-bit counters dump alone (no names, nothing counted out); the
-    // link dump where the kernel has no RTM_GETSTATS.
-    std::optional<InterfaceCountersByIndex> readEveryInterface() override {
-        InterfaceCountersByIndex out;
-        if (statsDumps_) {
-            stats_.clear();
-            auto dumped = dump(RTM_GETSTATS, 1u << (IFLA_STATS_LINK_64 - 1),
-                               [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-                                   return NetlinkDecoding::stats(datagram, sequence, stats_);
-                               });
-            if (dumped) {
-                for (const auto& entry : stats_) out.insert_or_assign(entry.index, entry.counters);
-                return out;
-            }
-            statsDumps_ = false;
-        }
-        std::vector<NetlinkLink> links;
-        auto dumped = dump(RTM_GETLINK, 0, [&](std::span<const uint8_t> datagram, uint32_t sequence) {
-            return NetlinkDecoding::links(datagram, sequence, links);
-        });
-        if (!dumped) return std::nullopt;
-        for (const auto& link : links) {
-            if (link.counters) out.insert_or_assign(link.index, *link.counters);
-        }
-        return out;
-    }
-
 private:
     // The output interface of the route the kernel picks for a public
     // address of `family` (1.1.1.1, 2606:4700:4700::1111; nothing is sent

@@ -1,10 +1,9 @@
 #include <unistd.h>
 
-#include <memory>
-
-#include "Sampling/NetworkPort.h"
 #include "Sampling/ProcessNetworkSampler.h"
+#include "Sampling/TcpSegmentCounters.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
+#include "core/FileReading.h"
 
 namespace orv {
 
@@ -13,11 +12,13 @@ ProcessNetworkPort makeProcessNetworkPort(const std::filesystem::path& root) {
     options.root = root;
     options.everyUser = SocketDiagStatistics::canReadEveryUser(root);
     options.uid = uint32_t(::getuid());
-    // The rtnetlink socket is opened in this process's network namespace,
-    // the one its socket-diagnostics dumps describe. Only the dump worker
-    // calls it.
-    std::shared_ptr<NetworkPort> interfaces = makeNetworkPort(root);
-    options.interfaceCounters = [interfaces] { return interfaces->readEveryInterface(); };
+    // proc/net is this process's network namespace, the one its
+    // socket-diagnostics dumps describe.
+    options.tcpSegments = [snmp = root / "proc/net/snmp"]() -> std::optional<TcpSegmentCounters> {
+        auto text = FileReading::readSmallFile(snmp);
+        if (!text) return std::nullopt;
+        return TcpSegmentCounters::decode(*text);
+    };
     auto statistics = SocketDiagStatistics::make(options);
     ProcessNetworkPort port;
     port.monitor = std::make_unique<NetworkStatisticsMonitor>(statistics->functions());

@@ -247,7 +247,7 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
 
 void SocketDiagStatistics::query(bool, std::function<void()> done) {
     // A socket a dump shows for the first time was made since the last
-    // pass (with a dump or without: making it moved the counters), so the
+    // pass (with a dump or without: its SYN moved the counters), so the
     // processes that ran since then are the ones its owner is among.
     auto finish = [&] {
         std::lock_guard lock(mutex_);
@@ -255,7 +255,7 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
         if (monitorQueue_) monitorQueue_->async(std::move(done));
     };
     const bool dumping =
-        gate_.mustDump(options_.interfaceCounters ? options_.interfaceCounters() : std::nullopt);
+        gate_.mustDump(options_.tcpSegments ? options_.tcpSegments() : std::nullopt);
     std::vector<InetSocket> dumped;
     if (dumping) {
         static const std::vector<uint8_t> filter = SocketDiagDecoding::nonLoopbackFilter();

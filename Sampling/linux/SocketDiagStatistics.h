@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "PrivateAPIs/NetworkStatisticsMonitor.h"
-#include "Sampling/InterfaceTrafficGate.h"
+#include "Sampling/TcpTrafficGate.h"
 #include "Sampling/linux/ProcSocketOwners.h"
 #include "Sampling/linux/SocketDiagSocket.h"
 #include "core/ProcessReading.h"
@@ -27,9 +27,9 @@ namespace orv {
 // monitor's time limit keeps counting while a dump runs.
 //
 // The dump is the costly part (the kernel walks its whole connection table
-// and fills each socket's tcp_info), so a query whose interfaces' counters
-// have not moved keeps the last dump's counts (InterfaceTrafficGate says
-// when that is exact). Destroyed sockets are read on every query, and
+// and fills each socket's tcp_info), so a query while the namespace's TCP
+// segment counters stand still keeps the last dump's counts (TcpTrafficGate
+// says when that is exact). Destroyed sockets are read on every query, and
 // owners still unfound are looked for among the known sockets.
 //
 // UDP sockets carry no byte counters in socket diagnostics and are not
@@ -41,9 +41,9 @@ public:
         std::filesystem::path root = "/";
         bool everyUser = false;  // may read every process's fd folder
         uint32_t uid = 0;        // the user followed otherwise
-        // Every interface's counters in the network namespace the dumps
-        // describe; without it every query dumps.
-        std::function<std::optional<InterfaceCountersByIndex>()> interfaceCounters;
+        // The TCP segment counters of the network namespace the dumps
+        // describe; without them every query dumps.
+        std::function<std::optional<TcpSegmentCounters>()> tcpSegments;
     };
 
     // The keys of the dictionaries it hands the monitor.
@@ -107,7 +107,7 @@ private:
     ProcSocketOwners owners_;
     bool watchingDestroyed_ = false;
     std::unordered_map<SourceRef, Known> known_;  // the worker's alone
-    InterfaceTrafficGate gate_;                    // the worker's alone
+    TcpTrafficGate gate_;                          // the worker's alone
 
     std::mutex mutex_;  // guards what the monitor's queue and observe touch
     SerialQueue* monitorQueue_ = nullptr;

@@ -7,7 +7,7 @@
 //
 // Each size is measured twice: with the ~5,000 sockets idle, and with
 // traffic flowing (--talking sockets to the namespace each sending a little
-// every 20 ms, so the interfaces' counters move between any two passes).
+// every 20 ms, so TCP segments flow between any two passes).
 // Beside the accounting as it runs, "every dump" is the accounting that
 // dumps every socket on every pass, whatever the interfaces say.
 //

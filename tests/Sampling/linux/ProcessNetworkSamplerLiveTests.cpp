@@ -13,7 +13,9 @@
 
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
+#include "Sampling/TcpSegmentCounters.h"
 #include "core/FileDescriptor.h"
+#include "core/FileReading.h"
 #include "support/NetworkNamespace.h"
 
 namespace orv {
@@ -152,7 +154,7 @@ TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
     }
 }
 
-// The accounting with interface counters the test moves by hand: real
+// The accounting with TCP segment counters the test moves by hand: real
 // sockets and dumps, but the test says when traffic happened.
 struct GatedAccounting {
     std::shared_ptr<uint64_t> moved = std::make_shared<uint64_t>(0);
@@ -163,8 +165,8 @@ struct GatedAccounting {
         SocketDiagStatistics::Options options;
         options.everyUser = SocketDiagStatistics::canReadEveryUser("/");
         options.uid = uint32_t(::getuid());
-        options.interfaceCounters = [moved = moved]() -> std::optional<InterfaceCountersByIndex> {
-            return InterfaceCountersByIndex{{1, {*moved, *moved}}, {2, {7, 7}}};
+        options.tcpSegments = [moved = moved]() -> std::optional<TcpSegmentCounters> {
+            return TcpSegmentCounters{*moved, 7};
         };
         statistics = SocketDiagStatistics::make(options);
         ProcessNetworkPort port;
@@ -177,7 +179,7 @@ struct GatedAccounting {
     }
 };
 
-TEST_F(ProcessNetworkSamplerLive, QuietInterfacesKeepTheLastDumpsCountsAndMovingOnesDump) {
+TEST_F(ProcessNetworkSamplerLive, QuietTcpCountersKeepTheLastDumpsCountsAndMovingOnesDump) {
     auto server = net()->serve(8080, 0);
     ASSERT_TRUE(server);
     GatedAccounting accounting;
@@ -245,6 +247,30 @@ ProcessReading readingOf(int32_t pid, int64_t cpuSeconds) {
     reading.pid = pid;
     reading.cpuTime = Duration::seconds(cpuSeconds);
     return reading;
+}
+
+TEST(TcpSegmentCountersLive, ThisNamespacesCountersMoveWithALoopbackConnection) {
+    auto read = [] {
+        auto text = FileReading::readSmallFile("/proc/net/snmp");
+        EXPECT_TRUE(text);
+        return text ? TcpSegmentCounters::decode(*text) : std::nullopt;
+    };
+    auto before = read();
+    ASSERT_TRUE(before);
+    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    auto client = connectTo("127.0.0.1", ntohs(address.sin_port));  // SYN, SYN-ACK, ACK
+    ASSERT_TRUE(client);
+    auto after = read();
+    ASSERT_TRUE(after);
+    EXPECT_GE(after->received, before->received + 3);
+    EXPECT_GE(after->sent, before->sent + 3);
 }
 
 TEST(SocketDiagStatistics, PassesWithoutAQueryKeepOneEntryPerProcess) {
