@@ -30,7 +30,9 @@
 
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/SnapshotBuilder.h"
+#include "Sampling/TcpSegmentCounters.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
+#include "core/FileReading.h"
 #include "bench/BenchSupport.h"
 
 using namespace orv::bench;
@@ -166,13 +168,22 @@ pid_t startTalker(size_t count) {
     }
 }
 
-// The accounting as it was before passes could keep the last dump: one
-// dump of every socket on every pass.
-std::shared_ptr<orv::ProcessNetworkSource> everyPassDumping() {
+// The accounting as makeProcessNetworkPort makes it, or as it was before
+// passes could keep the last dump (`everyPass`: one dump of every socket on
+// every pass). `statistics` is kept to count the dumps made.
+std::shared_ptr<orv::ProcessNetworkSource> accounting(bool everyPass,
+                                                      std::shared_ptr<orv::SocketDiagStatistics>& statistics) {
     orv::SocketDiagStatistics::Options options;
     options.everyUser = orv::SocketDiagStatistics::canReadEveryUser("/");
     options.uid = uint32_t(::getuid());
-    auto statistics = orv::SocketDiagStatistics::make(options);
+    if (!everyPass) {
+        options.tcpSegments = []() -> std::optional<orv::TcpSegmentCounters> {
+            auto text = orv::FileReading::readSmallFile("/proc/net/snmp");
+            if (!text) return std::nullopt;
+            return orv::TcpSegmentCounters::decode(*text);
+        };
+    }
+    statistics = orv::SocketDiagStatistics::make(options);
     orv::ProcessNetworkPort port;
     port.monitor = std::make_unique<orv::NetworkStatisticsMonitor>(statistics->functions());
     port.observe = [statistics](const std::vector<orv::ProcessReading>& readings) { statistics->observe(readings); };
@@ -186,15 +197,18 @@ struct Figures {
     double cpuPerPassMs = 0;
     double wallMedianMs = 0;
     size_t processes = 0;
+    size_t dumps = 0;  // of the measured passes
 };
 
-Figures passes(Accounting accounting, int count) {
+Figures passes(Accounting mode, int count) {
     auto parts = orv::SnapshotBuilder::machineParts();
-    if (accounting == Accounting::off) parts.processNetwork = nullptr;
-    if (accounting == Accounting::everyDump) parts.processNetwork = everyPassDumping();
+    std::shared_ptr<orv::SocketDiagStatistics> statistics;
+    if (mode == Accounting::off) parts.processNetwork = nullptr;
+    else parts.processNetwork = accounting(mode == Accounting::everyDump, statistics);
     orv::SnapshotBuilder builder(std::move(parts));
     builder.build();
     builder.build();  // every socket's owner found: the steady state
+    const size_t dumpsBefore = statistics ? statistics->dumpsMade() : 0;
     std::vector<double> wall;
     Figures figures;
     auto [before, userBefore] = processCPUMilliseconds();
@@ -206,6 +220,7 @@ Figures passes(Accounting accounting, int count) {
     }
     auto [after, userAfter] = processCPUMilliseconds();
     figures.cpuPerPassMs = (after - before) / count;
+    figures.dumps = statistics ? statistics->dumpsMade() - dumpsBefore : 0;
     figures.wallMedianMs = median(wall);
     return figures;
 }
@@ -257,8 +272,8 @@ int main(int argc, char** argv) {
     std::vector<pid_t> holding;
     for (size_t i = 0; i < holders; ++i) holding.push_back(startHolder(pairs, remote));
 
-    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %10s %10s\n", "processes", "sockets", "traffic",
-                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "command %", "btop %");
+    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %10s %10s\n", "processes", "sockets", "traffic",
+                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "command %", "btop %");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
@@ -277,9 +292,10 @@ int main(int argc, char** argv) {
             double share = cpu < 0 ? -1 : cpu / wall * 100;
             double btopPercent = btop ? btopShare(seconds) : -1;
             auto added = [&](const Figures& f) { return (f.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100; };
-            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %10s %10s\n", with.processes,
+            const std::string dumps = std::to_string(with.dumps) + "/" + std::to_string(count);
+            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %10s %10s\n", with.processes,
                         tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs, before.cpuPerPassMs,
-                        with.cpuPerPassMs, added(with), with.wallMedianMs, added(before),
+                        with.cpuPerPassMs, added(with), with.wallMedianMs, added(before), dumps.c_str(),
                         share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
                         btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
             std::fflush(stdout);
@@ -296,7 +312,8 @@ int main(int argc, char** argv) {
     if (namespaced) dropNamespace();
     std::printf("pass ms: CPU of every thread of this process per snapshot pass without accounting; every dump: with "
                 "accounting that dumps every socket each pass; with acct: the accounting as it runs; added %%: what it "
-                "adds (before %%: what every dump adds); command %%: `orvantine snapshot --json --count %d --interval 1` "
+                "adds (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
+                "others kept the last dump: no TCP segment moved in this namespace); command %%: `orvantine snapshot --json --count %d --interval 1` "
                 "(accounting on) over its wall time; idle: no socket moves a byte; active: %zu sockets each send 1 KiB "
                 "every 20 ms.\n",
                 seconds, talking);
