@@ -76,7 +76,7 @@ Result<NetlinkDecoding::Step> SocketDiagDecoding::sockets(std::span<const uint8_
     return NetlinkDecoding::messages(
         datagram, sequence,
         [&](uint16_t type, std::span<const uint8_t> payload) {
-            if (type != byFamilyType) return true;
+            if (type != byFamilyType && type != tcpDumpType) return true;
             auto decoded = socket(payload);
             if (!decoded) return false;
             out.push_back(*decoded);
@@ -94,6 +94,16 @@ std::array<uint8_t, SocketDiagDecoding::requestSize> SocketDiagDecoding::dumpReq
     // idiag_ext: bit (attribute − 1) asks for that attribute.
     request[2] = withInfo ? uint8_t(1u << (infoAttribute - 1)) : 0;
     std::memcpy(request.data() + 4, &stateMask, sizeof stateMask);
+    return request;
+}
+
+std::array<uint8_t, SocketDiagDecoding::tcpRequestSize> SocketDiagDecoding::tcpDumpRequest(uint32_t stateMask,
+                                                                                         bool withInfo) {
+    // idiag_family 0 (AF_UNSPEC: both), the address lengths 0, idiag_ext,
+    // the socket id left empty, then idiag_states and idiag_dbs.
+    std::array<uint8_t, tcpRequestSize> request{};
+    request[3] = withInfo ? uint8_t(1u << (infoAttribute - 1)) : 0;
+    std::memcpy(request.data() + 4 + 48, &stateMask, sizeof stateMask);
     return request;
 }
 

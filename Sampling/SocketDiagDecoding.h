@@ -47,6 +47,8 @@ struct SocketDiagDecoding {
     static constexpr uint16_t byFamilyType = 20;       // SOCK_DIAG_BY_FAMILY
     static constexpr size_t messageSize = 72;          // struct inet_diag_msg
     static constexpr size_t requestSize = 56;          // struct inet_diag_req_v2
+    static constexpr uint16_t tcpDumpType = 18;        // TCPDIAG_GETSOCK, the older request
+    static constexpr size_t tcpRequestSize = 60;       // struct inet_diag_req, the older request
     static constexpr size_t sourcePortOffset = 4;      // id.idiag_sport (network order)
     static constexpr size_t destinationPortOffset = 6; // id.idiag_dport
     static constexpr size_t sourceAddressOffset = 8;   // id.idiag_src
@@ -69,7 +71,8 @@ struct SocketDiagDecoding {
     // attributes run past the end.
     static std::optional<InetSocket> socket(std::span<const uint8_t> payload);
 
-    // Appends the sockets of `datagram`'s SOCK_DIAG_BY_FAMILY messages with
+    // Appends the sockets of `datagram`'s SOCK_DIAG_BY_FAMILY messages (or
+    // TCPDIAG_GETSOCK ones, the answer to that request) with
     // sequence `sequence` (every message when absent, as for destroy
     // notifications). A message that does not decode is skipped and counted
     // in `skipped`; the others stand. The error is an NLMSG_ERROR's errno or
@@ -81,6 +84,11 @@ struct SocketDiagDecoding {
     // `family` in the states of `stateMask` (bit n for state n), asking for
     // INET_DIAG_INFO when `withInfo`.
     static std::array<uint8_t, requestSize> dumpRequest(uint8_t family, uint32_t stateMask, bool withInfo);
+    // The bytes of the older TCPDIAG_GETSOCK request (an inet_diag_req) for
+    // TCP sockets of both families in one walk of the kernel's table: a
+    // SOCK_DIAG_BY_FAMILY request must name one family, and the kernel walks
+    // its whole connection table for each.
+    static std::array<uint8_t, tcpRequestSize> tcpDumpRequest(uint32_t stateMask, bool withInfo);
 
     static constexpr uint16_t bytecodeAttribute = 1;  // INET_DIAG_REQ_BYTECODE
     static constexpr uint8_t jumpOp = 1;              // INET_DIAG_BC_JMP

@@ -17,6 +17,10 @@ namespace orv {
 static_assert(SOCK_DIAG_BY_FAMILY == SocketDiagDecoding::byFamilyType);
 static_assert(sizeof(inet_diag_msg) == SocketDiagDecoding::messageSize);
 static_assert(sizeof(inet_diag_req_v2) == SocketDiagDecoding::requestSize);
+static_assert(TCPDIAG_GETSOCK == SocketDiagDecoding::tcpDumpType);
+static_assert(sizeof(inet_diag_req) == SocketDiagDecoding::tcpRequestSize);
+static_assert(offsetof(inet_diag_req, idiag_ext) == 3 && offsetof(inet_diag_req, id) == 4 &&
+              offsetof(inet_diag_req, idiag_states) == 52);
 static_assert(offsetof(inet_diag_msg, id) + offsetof(inet_diag_sockid, idiag_sport) ==
               SocketDiagDecoding::sourcePortOffset);
 static_assert(offsetof(inet_diag_msg, id) + offsetof(inet_diag_sockid, idiag_dport) ==
@@ -79,8 +83,10 @@ Result<std::vector<InetSocket>> SocketDiagSocket::dumpTCP(uint32_t stateMask, bo
                                                          std::span<const uint8_t> filter) {
     if (!filters_) filter = {};
     std::vector<InetSocket> sockets;
-    // One walk of the kernel's tables serves both families: a request for
-    // AF_UNSPEC keeps every socket whatever its family.
+    // One walk of the kernel's tables serves both families: the older
+    // TCPDIAG_GETSOCK request asks for AF_UNSPEC, which keeps every socket
+    // whatever its family (SOCK_DIAG_BY_FAMILY refuses AF_UNSPEC), and the
+    // walk of the 2^18-bucket table costs as much as filling the sockets.
     if (unspecifiedFamily_) {
         auto dumped = dumpFamily(AF_UNSPEC, stateMask, withInfo, sockets, skipped, filter);
         if (dumped) return sockets;
@@ -118,14 +124,20 @@ Result<void> SocketDiagSocket::dumpFamily(uint8_t family, uint32_t stateMask, bo
         return error;
     };
     const uint32_t sequence = ++sequence_;
-    std::vector<uint8_t> buffer(NLMSG_SPACE(SocketDiagDecoding::requestSize) + MNL_ATTR_HDRLEN + filter.size() + 4);
+    std::vector<uint8_t> buffer(NLMSG_SPACE(SocketDiagDecoding::tcpRequestSize) + MNL_ATTR_HDRLEN + filter.size() + 4);
     uint8_t* request = buffer.data();
     nlmsghdr* header = mnl_nlmsg_put_header(request);
-    header->nlmsg_type = SOCK_DIAG_BY_FAMILY;
     header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     header->nlmsg_seq = sequence;
-    const auto body = SocketDiagDecoding::dumpRequest(family, stateMask, withInfo);
-    std::memcpy(mnl_nlmsg_put_extra_header(header, body.size()), body.data(), body.size());
+    if (family == AF_UNSPEC) {
+        header->nlmsg_type = TCPDIAG_GETSOCK;
+        const auto body = SocketDiagDecoding::tcpDumpRequest(stateMask, withInfo);
+        std::memcpy(mnl_nlmsg_put_extra_header(header, body.size()), body.data(), body.size());
+    } else {
+        header->nlmsg_type = SOCK_DIAG_BY_FAMILY;
+        const auto body = SocketDiagDecoding::dumpRequest(family, stateMask, withInfo);
+        std::memcpy(mnl_nlmsg_put_extra_header(header, body.size()), body.data(), body.size());
+    }
     if (!filter.empty()) mnl_attr_put(header, INET_DIAG_REQ_BYTECODE, filter.size(), filter.data());
     if (mnl_socket_sendto(dumps_, header, header->nlmsg_len) < 0) return failed(lastError());
     for (;;) {

@@ -50,6 +50,7 @@ public:
     int destroyedDescriptor() const;
 
 private:
+    // `family` AF_UNSPEC asks with the older request, which covers both.
     Result<void> dumpFamily(uint8_t family, uint32_t stateMask, bool withInfo, std::vector<InetSocket>& out,
                             size_t* skipped, std::span<const uint8_t> filter);
     void resetDumps();

@@ -138,6 +138,11 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
     lastSeen_ = std::move(seen);
 }
 
+size_t SocketDiagStatistics::dumpsMade() {
+    std::lock_guard lock(mutex_);
+    return dumpsMade_;
+}
+
 size_t SocketDiagStatistics::processesToLookAt() {
     std::lock_guard lock(mutex_);
     return ran_.size();
@@ -241,19 +246,33 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
 }
 
 void SocketDiagStatistics::query(bool, std::function<void()> done) {
+    // A socket a dump shows for the first time was made since the last
+    // pass (with a dump or without: its SYN moved the counters), so the
+    // processes that ran since then are the ones its owner is among.
     auto finish = [&] {
         std::lock_guard lock(mutex_);
         ran_.clear();
         if (monitorQueue_) monitorQueue_->async(std::move(done));
     };
-    static const std::vector<uint8_t> filter = SocketDiagDecoding::nonLoopbackFilter();
-    auto dumped = diag_.dumpTCP(SocketDiagSocket::connectedStates, true, nullptr, filter);
-    if (!dumped) {
-        finish();  // the counts stand as the last dump left them
-        return;
+    const bool dumping =
+        gate_.mustDump(options_.tcpSegments ? options_.tcpSegments() : std::nullopt);
+    std::vector<InetSocket> dumped;
+    if (dumping) {
+        static const std::vector<uint8_t> filter = SocketDiagDecoding::nonLoopbackFilter();
+        auto result = diag_.dumpTCP(SocketDiagSocket::connectedStates, true, nullptr, filter);
+        if (!result) {
+            gate_.dumpFailed();
+            finish();  // the counts stand as the last dump left them
+            return;
+        }
+        dumped = std::move(*result);
+        std::lock_guard lock(mutex_);
+        ++dumpsMade_;
     }
     // After the dump, so a socket that closed before it is announced here
-    // and one that closed after it is both dumped and announced.
+    // and one that closed after it is both dumped and announced. Without a
+    // dump they are read all the same: a closed socket's last bytes may
+    // have come before the counters last settled.
     std::vector<InetSocket> destroyed;
     if (watchingDestroyed_) (void)diag_.drainDestroyed(destroyed);
     std::unordered_set<SourceRef> closed;
@@ -262,7 +281,7 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
     std::unordered_set<SourceRef> present;
     std::vector<SourceRef> unresolved;
     std::vector<const InetSocket*> current;
-    for (const auto& socket : *dumped) {
+    for (const auto& socket : dumped) {
         // A socket without an inode (TIME_WAIT, orphaned) belongs to no
         // process any more; its bytes were counted while it had one.
         if (socket.inode == 0 || closed.contains(socket.cookie)) continue;
@@ -272,36 +291,48 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
         if (inserted) {
             known->second.inode = socket.inode;
             known->second.uid = socket.uid;
+            known->second.loopback = socket.isLoopback();
             std::lock_guard lock(mutex_);
             if (added_ && monitorQueue_) monitorQueue_->async([added = added_, source = socket.cookie] { added(source); });
         }
-        // Its owner ran in the pass that saw it appear, or the one before:
-        // after a few passes unfound, it is one we cannot see (another
-        // namespace's process, a descriptor passed away and closed).
-        if (known->second.pid == 0 && known->second.ownerSearches < ownerSearchLimit) {
-            ++known->second.ownerSearches;
-            unresolved.push_back(socket.cookie);
-        }
         current.push_back(&socket);
+    }
+    // Its owner ran in the pass that saw it appear, or the one before:
+    // after a few passes unfound, it is one we cannot see (another
+    // namespace's process, a descriptor passed away and closed). Without a
+    // dump the sockets the last one showed are the ones present.
+    for (auto& [source, known] : known_) {
+        if (known.pid != 0 || known.ownerSearches >= ownerSearchLimit || closed.contains(source)) continue;
+        if (dumping ? !present.contains(source) : known.unseen != 0) continue;
+        ++known.ownerSearches;
+        unresolved.push_back(source);
     }
     resolveOwners(unresolved);
 
-    for (const InetSocket* socket : current) {
-        Known& known = known_.at(socket->cookie);
-        const uint64_t rx = socket->bytesReceived.value_or(0), tx = sentBytes(*socket);
+    auto describe = [&](SourceRef source, Known& known, uint64_t rx, uint64_t tx) {
         // A socket's owner and interface never change: one description is
         // all it needs, whichever query asks.
         if (known.pid != 0 && !known.descriptionSent) {
-            Values values{known.pid, int64_t(known.uniquePID), int64_t(rx), int64_t(tx),
-                          socket->isLoopback() ? 1 : 0};
-            deliver(socket->cookie, true, values);
+            deliver(source, true,
+                    Values{known.pid, int64_t(known.uniquePID), int64_t(rx), int64_t(tx), known.loopback ? 1 : 0});
             known.descriptionSent = true;
         } else if (rx != known.rx || tx != known.tx) {
             // Counts never go backwards, so an unchanged count is not sent.
-            deliver(socket->cookie, false, Values{std::nullopt, std::nullopt, int64_t(rx), int64_t(tx), std::nullopt});
+            deliver(source, false, Values{std::nullopt, std::nullopt, int64_t(rx), int64_t(tx), std::nullopt});
         }
         known.rx = rx;
         known.tx = tx;
+    };
+    for (const InetSocket* socket : current) {
+        describe(socket->cookie, known_.at(socket->cookie), socket->bytesReceived.value_or(0), sentBytes(*socket));
+    }
+    if (!dumping) {
+        // Owners found without a dump are described with the last counts,
+        // still exact.
+        for (SourceRef source : unresolved) {
+            Known& known = known_.at(source);
+            describe(source, known, known.rx, known.tx);
+        }
     }
     for (const auto& socket : destroyed) {
         auto known = known_.find(socket.cookie);
@@ -313,20 +344,22 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
         deliverRemoved(socket.cookie);
         known_.erase(known);
     }
-    for (auto it = known_.begin(); it != known_.end();) {
-        if (present.contains(it->first)) {
-            it->second.unseen = 0;
-            ++it;
-            continue;
+    if (dumping) {
+        for (auto it = known_.begin(); it != known_.end();) {
+            if (present.contains(it->first)) {
+                it->second.unseen = 0;
+                ++it;
+                continue;
+            }
+            // Without announcements nothing more will be heard of it: its
+            // last counts are its final ones.
+            if (watchingDestroyed_ && ++it->second.unseen < unseenLimit) {
+                ++it;
+                continue;
+            }
+            deliverRemoved(it->first);
+            it = known_.erase(it);
         }
-        // Without announcements nothing more will be heard of it: its last
-        // counts are its final ones.
-        if (watchingDestroyed_ && ++it->second.unseen < unseenLimit) {
-            ++it;
-            continue;
-        }
-        deliverRemoved(it->first);
-        it = known_.erase(it);
     }
     finish();
 }

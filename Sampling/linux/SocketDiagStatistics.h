@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "PrivateAPIs/NetworkStatisticsMonitor.h"
+#include "Sampling/TcpTrafficGate.h"
 #include "Sampling/linux/ProcSocketOwners.h"
 #include "Sampling/linux/SocketDiagSocket.h"
 #include "core/ProcessReading.h"
@@ -24,6 +26,12 @@ namespace orv {
 // is allowed) and is removed. The work runs on a thread of its own, so the
 // monitor's time limit keeps counting while a dump runs.
 //
+// The dump is the costly part (the kernel walks its whole connection table
+// and fills each socket's tcp_info), so a query while the namespace's TCP
+// segment counters stand still keeps the last dump's counts (TcpTrafficGate
+// says when that is exact). Destroyed sockets are read on every query, and
+// owners still unfound are looked for among the known sockets.
+//
 // UDP sockets carry no byte counters in socket diagnostics and are not
 // counted. Owners are found through proc/<pid>/fd: without CAP_SYS_PTRACE
 // and CAP_DAC_READ_SEARCH only our own user's sockets are followed.
@@ -33,6 +41,9 @@ public:
         std::filesystem::path root = "/";
         bool everyUser = false;  // may read every process's fd folder
         uint32_t uid = 0;        // the user followed otherwise
+        // The TCP segment counters of the network namespace the dumps
+        // describe; without them every query dumps.
+        std::function<std::optional<TcpSegmentCounters>()> tcpSegments;
     };
 
     // The keys of the dictionaries it hands the monitor.
@@ -46,6 +57,8 @@ public:
     void observe(const std::vector<ProcessReading>& readings);
     // How many processes are waiting to be looked at (for tests).
     size_t processesToLookAt();
+    // How many dumps the queries made (for tests).
+    size_t dumpsMade();
 
     // Whether this process may read every process's fd folder (the
     // capabilities in proc/self/status), and join the destroy groups.
@@ -67,6 +80,7 @@ private:
         uint64_t uniquePID = 0;
         bool descriptionSent = false;
         uint64_t rx = 0, tx = 0;  // as last delivered
+        bool loopback = false;
         unsigned unseen = 0;      // dumps since the last that showed it
         unsigned ownerSearches = 0;
     };
@@ -93,6 +107,7 @@ private:
     ProcSocketOwners owners_;
     bool watchingDestroyed_ = false;
     std::unordered_map<SourceRef, Known> known_;  // the worker's alone
+    TcpTrafficGate gate_;                          // the worker's alone
 
     std::mutex mutex_;  // guards what the monitor's queue and observe touch
     SerialQueue* monitorQueue_ = nullptr;
@@ -104,6 +119,7 @@ private:
     // clients may ask for samples and never for bytes.
     std::unordered_map<int32_t, uint32_t> ran_;
     bool observed_ = false;
+    size_t dumpsMade_ = 0;
 
     std::unique_ptr<SerialQueue> worker_;
 };

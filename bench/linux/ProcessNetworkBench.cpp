@@ -5,12 +5,19 @@
 // command a user runs, `orvantine snapshot --count 20 --interval 1`, beside
 // btop at the same refresh when it is installed.
 //
-//   ProcessNetworkBench [--processes N]... [--sockets S] [--passes N] [--seconds S] [--program PATH] [--btop]
+// Each size is measured twice: with the ~5,000 sockets idle, and with
+// traffic flowing (--talking sockets to the namespace each sending a little
+// every 20 ms, so TCP segments flow between any two passes).
+// Beside the accounting as it runs, "every dump" is the accounting that
+// dumps every socket on every pass, whatever the interfaces say.
+//
+//   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]
 //
 // Needs root for the namespace; without it every socket is a loopback pair.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -21,7 +28,11 @@
 #include <string>
 #include <vector>
 
+#include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/SnapshotBuilder.h"
+#include "Sampling/TcpSegmentCounters.h"
+#include "Sampling/linux/SocketDiagStatistics.h"
+#include "core/FileReading.h"
 #include "bench/BenchSupport.h"
 
 using namespace orv::bench;
@@ -33,6 +44,7 @@ const std::string hostLink = "orvbh" + std::to_string(::getpid());
 const std::string peerLink = "orvbp" + std::to_string(::getpid());
 constexpr const char* inside = "10.214.0.2";
 constexpr uint16_t serverPort = 9000;
+constexpr uint16_t sinkPort = 9001;
 
 bool shell(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
 
@@ -62,6 +74,32 @@ pid_t startServer() {
         _exit(3);
     }
     for (;;) ::accept(listener, nullptr, nullptr);  // held open until killed
+}
+
+// A child in the namespace that accepts connections on sinkPort and reads
+// whatever they send, so their traffic never stalls on a full window.
+pid_t startSink() {
+    pid_t child = fork();
+    if (child != 0) return child;
+    int ns = ::open(("/run/netns/" + nsName).c_str(), O_RDONLY);
+    if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) _exit(2);
+    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(sinkPort);
+    ::inet_pton(AF_INET, inside, &address.sin_addr);
+    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || ::listen(listener, 64) != 0) {
+        _exit(3);
+    }
+    std::vector<pollfd> watched{{listener, POLLIN, 0}};
+    char buffer[65536];
+    for (;;) {
+        if (::poll(watched.data(), watched.size(), -1) <= 0) continue;
+        for (size_t i = 1; i < watched.size(); ++i) {
+            if (watched[i].revents) (void)::read(watched[i].fd, buffer, sizeof buffer);
+        }
+        if (watched[0].revents & POLLIN) watched.push_back({::accept(listener, nullptr, nullptr), POLLIN, 0});
+    }
 }
 
 int connectTo(const char* address, uint16_t port) {
@@ -113,18 +151,64 @@ pid_t startHolder(size_t pairs, size_t remote) {
     for (;;) pause();
 }
 
+// A child with `count` connections to the sink, each sending 1 KiB every
+// 20 ms until the child is killed.
+pid_t startTalker(size_t count) {
+    pid_t child = fork();
+    if (child != 0) return child;
+    std::vector<int> connections;
+    for (size_t i = 0; i < count; ++i) {
+        int fd = connectTo(inside, sinkPort);
+        if (fd >= 0) connections.push_back(fd);
+    }
+    static const std::vector<char> chunk(1024, 't');
+    for (;;) {
+        for (int fd : connections) (void)::send(fd, chunk.data(), chunk.size(), MSG_NOSIGNAL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+// The accounting as makeProcessNetworkPort makes it, or as it was before
+// passes could keep the last dump (`everyPass`: one dump of every socket on
+// every pass). `statistics` is kept to count the dumps made.
+std::shared_ptr<orv::ProcessNetworkSource> accounting(bool everyPass,
+                                                      std::shared_ptr<orv::SocketDiagStatistics>& statistics) {
+    orv::SocketDiagStatistics::Options options;
+    options.everyUser = orv::SocketDiagStatistics::canReadEveryUser("/");
+    options.uid = uint32_t(::getuid());
+    if (!everyPass) {
+        options.tcpSegments = []() -> std::optional<orv::TcpSegmentCounters> {
+            auto text = orv::FileReading::readSmallFile("/proc/net/snmp");
+            if (!text) return std::nullopt;
+            return orv::TcpSegmentCounters::decode(*text);
+        };
+    }
+    statistics = orv::SocketDiagStatistics::make(options);
+    orv::ProcessNetworkPort port;
+    port.monitor = std::make_unique<orv::NetworkStatisticsMonitor>(statistics->functions());
+    port.observe = [statistics](const std::vector<orv::ProcessReading>& readings) { statistics->observe(readings); };
+    port.coversEveryUser = options.everyUser;
+    return std::make_shared<orv::ProcessNetworkSampler>(std::move(port));
+}
+
+enum class Accounting { off, everyDump, on };
+
 struct Figures {
     double cpuPerPassMs = 0;
     double wallMedianMs = 0;
     size_t processes = 0;
+    size_t dumps = 0;  // of the measured passes
 };
 
-Figures passes(bool withAccounting, int count) {
+Figures passes(Accounting mode, int count) {
     auto parts = orv::SnapshotBuilder::machineParts();
-    if (!withAccounting) parts.processNetwork = nullptr;
+    std::shared_ptr<orv::SocketDiagStatistics> statistics;
+    if (mode == Accounting::off) parts.processNetwork = nullptr;
+    else parts.processNetwork = accounting(mode == Accounting::everyDump, statistics);
     orv::SnapshotBuilder builder(std::move(parts));
     builder.build();
     builder.build();  // every socket's owner found: the steady state
+    const size_t dumpsBefore = statistics ? statistics->dumpsMade() : 0;
     std::vector<double> wall;
     Figures figures;
     auto [before, userBefore] = processCPUMilliseconds();
@@ -136,6 +220,7 @@ Figures passes(bool withAccounting, int count) {
     }
     auto [after, userAfter] = processCPUMilliseconds();
     figures.cpuPerPassMs = (after - before) / count;
+    figures.dumps = statistics ? statistics->dumpsMade() - dumpsBefore : 0;
     figures.wallMedianMs = median(wall);
     return figures;
 }
@@ -150,6 +235,8 @@ size_t tcpSocketCount() {
 int main(int argc, char** argv) {
     std::vector<size_t> sizes;
     size_t sockets = 5000;
+    size_t talking = 8;
+    std::vector<bool> traffic{false, true};
     int count = 20, seconds = 20;
     bool btop = false;
     std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
@@ -157,12 +244,14 @@ int main(int argc, char** argv) {
         std::string arg = argv[i];
         if (arg == "--processes" && i + 1 < argc) sizes.push_back(size_t(std::atol(argv[++i])));
         else if (arg == "--sockets" && i + 1 < argc) sockets = size_t(std::atol(argv[++i]));
+        else if (arg == "--talking" && i + 1 < argc) talking = size_t(std::atol(argv[++i]));
+        else if (arg == "--traffic" && i + 1 < argc) traffic = {std::string(argv[++i]) == "active"};
         else if (arg == "--passes" && i + 1 < argc) count = std::atoi(argv[++i]);
         else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
         else if (arg == "--program" && i + 1 < argc) program = argv[++i];
         else if (arg == "--btop") btop = true;
         else {
-            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
                          argv[0]);
             return 2;
         }
@@ -173,6 +262,7 @@ int main(int argc, char** argv) {
 
     const bool namespaced = makeNamespace();
     pid_t server = namespaced ? startServer() : -1;
+    pid_t sink = namespaced ? startSink() : -1;
     if (namespaced) std::this_thread::sleep_for(std::chrono::milliseconds(200));
     // 40 holders; a quarter of each one's sockets go to the namespace.
     constexpr size_t holders = 40;
@@ -182,33 +272,50 @@ int main(int argc, char** argv) {
     std::vector<pid_t> holding;
     for (size_t i = 0; i < holders; ++i) holding.push_back(startHolder(pairs, remote));
 
-    std::printf("%-10s %8s %14s %14s %8s %12s %12s %10s\n", "processes", "sockets", "pass CPU ms", "with acct ms",
-                "added %", "pass wall ms", "command %", "btop %");
+    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %10s %10s\n", "processes", "sockets", "traffic",
+                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "command %", "btop %");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        Figures without = passes(false, count);
-        Figures with = passes(true, count);
-        auto [cpu, wall] = commandCPU(program, seconds);
-        double share = cpu < 0 ? -1 : cpu / wall * 100;
-        double btopPercent = btop ? btopShare(seconds) : -1;
-        std::printf("%-10zu %8zu %14.2f %14.2f %8.1f %12.2f %12s %10s\n", with.processes, tcpSocketCount(),
-                    without.cpuPerPassMs, with.cpuPerPassMs,
-                    (with.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100, with.wallMedianMs,
-                    share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
-                    btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
-        std::fflush(stdout);
+        for (bool active : traffic) {
+            std::vector<pid_t> talker;
+            if (active) {
+                if (!namespaced) break;
+                talker.push_back(startTalker(talking));
+                std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            }
+            Figures without = passes(Accounting::off, count);
+            Figures before = passes(Accounting::everyDump, count);
+            Figures with = passes(Accounting::on, count);
+            auto [cpu, wall] = commandCPU(program, seconds);
+            double share = cpu < 0 ? -1 : cpu / wall * 100;
+            double btopPercent = btop ? btopShare(seconds) : -1;
+            auto added = [&](const Figures& f) { return (f.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100; };
+            const std::string dumps = std::to_string(with.dumps) + "/" + std::to_string(count);
+            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %10s %10s\n", with.processes,
+                        tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs, before.cpuPerPassMs,
+                        with.cpuPerPassMs, added(with), with.wallMedianMs, added(before), dumps.c_str(),
+                        share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
+                        btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
+            std::fflush(stdout);
+            stopChildren(talker);
+        }
         stopChildren(children);
     }
     stopChildren(holding);
-    if (server > 0) {
-        std::vector<pid_t> s{server};
-        stopChildren(s);
+    std::vector<pid_t> servers;
+    for (pid_t p : {server, sink}) {
+        if (p > 0) servers.push_back(p);
     }
+    stopChildren(servers);
     if (namespaced) dropNamespace();
-    std::printf("pass CPU: every thread of this process per snapshot pass, without and with the accounting; "
-                "command %%: `orvantine snapshot --json --count %d --interval 1` (accounting on) over its wall time.\n",
-                seconds);
+    std::printf("pass ms: CPU of every thread of this process per snapshot pass without accounting; every dump: with "
+                "accounting that dumps every socket each pass; with acct: the accounting as it runs; added %%: what it "
+                "adds (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
+                "others kept the last dump: no TCP segment moved in this namespace); command %%: `orvantine snapshot --json --count %d --interval 1` "
+                "(accounting on) over its wall time; idle: no socket moves a byte; active: %zu sockets each send 1 KiB "
+                "every 20 ms.\n",
+                seconds, talking);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "Sampling/SocketDiagDecoding.h"
 #include "support/NetlinkBytes.h"
@@ -170,6 +171,27 @@ TEST(SocketDiagDecoding, TheDumpRequestAsksForTcpStatesAndInfo) {
     std::memcpy(&states, request.data() + 4, 4);
     EXPECT_EQ(states, 1u << 10);
     EXPECT_EQ(SocketDiagDecoding::dumpRequest(2, 1, false)[2], 0);
+}
+
+TEST(SocketDiagDecoding, TheOlderRequestAsksForBothFamiliesInOneWalk) {
+    auto request = SocketDiagDecoding::tcpDumpRequest(1u << 1, true);
+    EXPECT_EQ(request[0], 0);  // AF_UNSPEC
+    EXPECT_EQ(request[1], 0);
+    EXPECT_EQ(request[2], 0);
+    EXPECT_EQ(request[3], 1 << 1);  // idiag_ext: INET_DIAG_INFO
+    uint32_t states;
+    std::memcpy(&states, request.data() + 52, 4);
+    EXPECT_EQ(states, 1u << 1);
+    EXPECT_EQ(SocketDiagDecoding::tcpDumpRequest(1, false)[3], 0);
+}
+
+TEST(SocketDiagDecoding, TheOlderRequestsAnswersAreReadAndOtherTypesSkipped) {
+    std::vector<uint8_t> datagram = test::netlinkMessage(18, 6, test::diagPayload(established()));
+    test::append(datagram, test::netlinkMessage(19, 6, test::diagPayload(established())));  // neither
+    std::vector<InetSocket> out;
+    ASSERT_TRUE(SocketDiagDecoding::sockets(datagram, 6, out));
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0].cookie, established().cookie);
 }
 
 }  // namespace

@@ -7,11 +7,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
 #include <vector>
 
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
+#include "Sampling/TcpSegmentCounters.h"
 #include "core/FileDescriptor.h"
+#include "core/FileReading.h"
 #include "support/NetworkNamespace.h"
 
 namespace orv {
@@ -82,6 +86,19 @@ protected:
         return bytes.value_or(NetworkBytesByPID{});
     }
 
+    // A closed socket is announced from a kernel work item a moment after
+    // its last descriptor closes: query until our process's received bytes
+    // reach `rx`, a bounded number of times.
+    NetworkBytesByPID queryUntilReceived(ProcessNetworkSampler& sampler, uint64_t rx) {
+        NetworkBytesByPID bytes;
+        for (int attempt = 0; attempt < 200; ++attempt) {
+            bytes = query(sampler);
+            if (auto mine = bytes.find(::getpid()); mine != bytes.end() && mine->second.rx >= rx) break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return bytes;
+    }
+
     std::optional<test::NetworkNamespace> ns_;
     test::NetworkNamespace* net() { return &*ns_; }
     int64_t ticks_ = 0;
@@ -105,7 +122,7 @@ TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesA
     ::shutdown(connection.get(), SHUT_WR);
     EXPECT_EQ(readToEnd(connection.get()), 200'000u);
     connection.reset();
-    auto after = query(sampler);
+    auto after = queryUntilReceived(sampler, 200'000);
     ASSERT_TRUE(after.contains(::getpid()));
     // Its final counts, from the socket's removal: the reply, and what we
     // sent (our FIN is the one extra byte the peer acknowledged).
@@ -137,6 +154,88 @@ TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
     }
 }
 
+// The accounting with TCP segment counters the test moves by hand: real
+// sockets and dumps, but the test says when traffic happened.
+struct GatedAccounting {
+    std::shared_ptr<uint64_t> moved = std::make_shared<uint64_t>(0);
+    std::shared_ptr<SocketDiagStatistics> statistics;
+    std::unique_ptr<ProcessNetworkSampler> sampler;
+
+    GatedAccounting() {
+        SocketDiagStatistics::Options options;
+        options.everyUser = SocketDiagStatistics::canReadEveryUser("/");
+        options.uid = uint32_t(::getuid());
+        options.tcpSegments = [moved = moved]() -> std::optional<TcpSegmentCounters> {
+            return TcpSegmentCounters{*moved, 7};
+        };
+        statistics = SocketDiagStatistics::make(options);
+        ProcessNetworkPort port;
+        port.monitor = std::make_unique<NetworkStatisticsMonitor>(statistics->functions());
+        port.observe = [statistics = statistics](const std::vector<ProcessReading>& readings) {
+            statistics->observe(readings);
+        };
+        port.coversEveryUser = options.everyUser;
+        sampler = std::make_unique<ProcessNetworkSampler>(std::move(port));
+    }
+};
+
+TEST_F(ProcessNetworkSamplerLive, QuietTcpCountersKeepTheLastDumpsCountsAndMovingOnesDump) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting;
+    query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), 1u);  // the first pass dumps
+    query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), 2u);  // the pass that settles it
+    query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), 2u);
+
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
+    awaitAcknowledged(connection.get());
+    // Counters that did not move: no dump, so the connection is not seen
+    // (which only a skipped dump explains) and the totals stand.
+    auto skipped = query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), 2u);
+    EXPECT_EQ(skipped[::getpid()], (NetworkByteCounts{0, 0}));
+
+    ++*accounting.moved;
+    auto dumped = query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), 3u);
+    ASSERT_TRUE(dumped.contains(::getpid()));
+    EXPECT_EQ(dumped.at(::getpid()).tx, 300'000u);
+}
+
+TEST_F(ProcessNetworkSamplerLive, AClosedSocketsFinalBytesLandOnAPassWithoutADump) {
+    auto server = net()->serve(8080, 200'000);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting;
+    query(*accounting.sampler);
+
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    auto seen = query(*accounting.sampler);
+    ASSERT_TRUE(seen.contains(::getpid()));
+    EXPECT_EQ(seen.at(::getpid()).tx, 300'000u);
+    query(*accounting.sampler);  // settles
+    const size_t dumps = accounting.statistics->dumpsMade();
+
+    ::shutdown(connection.get(), SHUT_WR);
+    EXPECT_EQ(readToEnd(connection.get()), 200'000u);
+    connection.reset();
+    // The counters say nothing moved, yet the closed socket's announcement
+    // is read on every pass: its final bytes land.
+    auto after = queryUntilReceived(*accounting.sampler, 200'000);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
+    ASSERT_TRUE(after.contains(::getpid()));
+    EXPECT_NEAR(double(after.at(::getpid()).rx), 200'000, 1);
+    EXPECT_NEAR(double(after.at(::getpid()).tx), 300'000, 1);
+}
+
 }  // namespace
 }  // namespace orv
 
@@ -148,6 +247,30 @@ ProcessReading readingOf(int32_t pid, int64_t cpuSeconds) {
     reading.pid = pid;
     reading.cpuTime = Duration::seconds(cpuSeconds);
     return reading;
+}
+
+TEST(TcpSegmentCountersLive, ThisNamespacesCountersMoveWithALoopbackConnection) {
+    auto read = [] {
+        auto text = FileReading::readSmallFile("/proc/net/snmp");
+        EXPECT_TRUE(text);
+        return text ? TcpSegmentCounters::decode(*text) : std::nullopt;
+    };
+    auto before = read();
+    ASSERT_TRUE(before);
+    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener.get(), 4), 0);
+    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    auto client = connectTo("127.0.0.1", ntohs(address.sin_port));  // SYN, SYN-ACK, ACK
+    ASSERT_TRUE(client);
+    auto after = read();
+    ASSERT_TRUE(after);
+    EXPECT_GE(after->received, before->received + 3);
+    EXPECT_GE(after->sent, before->sent + 3);
 }
 
 TEST(SocketDiagStatistics, PassesWithoutAQueryKeepOneEntryPerProcess) {

@@ -62,6 +62,37 @@ TEST(SocketDiagSocketLive, ADumpOfListeningSocketsFindsOursWithItsInodeAndUid) {
     EXPECT_NE(found->cookie, 0u);
 }
 
+TEST(SocketDiagSocketLive, OneDumpFindsListenersOfBothFamilies) {
+    uint16_t port4 = 0;
+    auto listener4 = loopbackSocket(port4);
+    ASSERT_EQ(::listen(listener4.get(), 4), 0);
+    FileDescriptor listener6(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    socklen_t length = sizeof address;
+    if (::bind(listener6.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        GTEST_SKIP() << "no IPv6 loopback here";
+    }
+    ASSERT_EQ(::getsockname(listener6.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    ASSERT_EQ(::listen(listener6.get(), 4), 0);
+    SocketDiagSocket diag;
+    auto sockets = diag.dumpTCP(SocketDiagSocket::listenStates, false);
+    ASSERT_TRUE(sockets) << sockets.error().message();
+    auto has = [&](uint8_t family, uint16_t port, uint64_t inode) {
+        return std::any_of(sockets->begin(), sockets->end(), [&](const InetSocket& s) {
+            return s.family == family && s.localPort == port && s.inode == inode;
+        });
+    };
+    EXPECT_TRUE(has(AF_INET, port4, inodeOf(listener4.get())));
+    EXPECT_TRUE(has(AF_INET6, ntohs(address.sin6_port), inodeOf(listener6.get())));
+    // Each socket once, whichever request served both families.
+    std::vector<uint64_t> cookies;
+    for (const auto& s : *sockets) cookies.push_back(s.cookie);
+    std::sort(cookies.begin(), cookies.end());
+    EXPECT_EQ(std::adjacent_find(cookies.begin(), cookies.end()), cookies.end());
+}
+
 TEST(SocketDiagSocketLive, AnEstablishedPairCarriesItsByteCountsAndIsLoopback) {
     uint16_t port = 0;
     auto listener = loopbackSocket(port);

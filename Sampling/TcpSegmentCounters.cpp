@@ -1,0 +1,34 @@
+#include "Sampling/TcpSegmentCounters.h"
+
+#include "core/TextDecoding.h"
+
+namespace orv {
+
+std::optional<TcpSegmentCounters> TcpSegmentCounters::decode(std::string_view snmp) {
+    std::optional<std::string_view> names;
+    for (auto line : TextDecoding::Lines(snmp)) {
+        if (!line.starts_with("Tcp:")) continue;
+        if (!names) {
+            names = line;
+            continue;
+        }
+        // The values, in the order of the names.
+        std::string_view nameRest = names->substr(4), valueRest = line.substr(4);
+        std::optional<uint64_t> received, sent;
+        for (;;) {
+            nameRest = TextDecoding::trimStart(nameRest);
+            valueRest = TextDecoding::trimStart(valueRest);
+            if (nameRest.empty() || valueRest.empty()) break;
+            const auto name = TextDecoding::takeUntil(nameRest, ' ');
+            const auto value = TextDecoding::takeUntil(valueRest, ' ');
+            // MaxConn is -1; only the two wanted fields are read as numbers.
+            if (name == "InSegs") received = TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(value));
+            if (name == "OutSegs") sent = TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(value));
+        }
+        if (!received || !sent) return std::nullopt;
+        return TcpSegmentCounters{*received, *sent};
+    }
+    return std::nullopt;
+}
+
+}  // namespace orv
