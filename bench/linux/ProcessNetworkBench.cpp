@@ -59,20 +59,28 @@ bool makeNamespace() {
 
 void dropNamespace() { shell("ip netns del " + nsName); }
 
-// A child in the namespace that accepts connections and holds them.
-pid_t startServer() {
-    pid_t child = fork();
-    if (child != 0) return child;
+// In a forked child: enter the namespace and listen on `port` there, or
+// end the child.
+int listenInNamespace(uint16_t port, int backlog) {
     int ns = ::open(("/run/netns/" + nsName).c_str(), O_RDONLY);
     if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) _exit(2);
     int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(serverPort);
+    address.sin_port = htons(port);
     ::inet_pton(AF_INET, inside, &address.sin_addr);
-    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || ::listen(listener, 4096) != 0) {
+    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener, backlog) != 0) {
         _exit(3);
     }
+    return listener;
+}
+
+// A child in the namespace that accepts connections and holds them.
+pid_t startServer() {
+    pid_t child = fork();
+    if (child != 0) return child;
+    const int listener = listenInNamespace(serverPort, 4096);
     for (;;) ::accept(listener, nullptr, nullptr);  // held open until killed
 }
 
@@ -81,16 +89,7 @@ pid_t startServer() {
 pid_t startSink() {
     pid_t child = fork();
     if (child != 0) return child;
-    int ns = ::open(("/run/netns/" + nsName).c_str(), O_RDONLY);
-    if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) _exit(2);
-    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(sinkPort);
-    ::inet_pton(AF_INET, inside, &address.sin_addr);
-    if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || ::listen(listener, 64) != 0) {
-        _exit(3);
-    }
+    const int listener = listenInNamespace(sinkPort, 64);
     std::vector<pollfd> watched{{listener, POLLIN, 0}};
     char buffer[65536];
     for (;;) {
