@@ -9,7 +9,7 @@
 // traffic flowing (--talking sockets to the namespace each sending a little
 // every 20 ms, so TCP segments flow between any two passes).
 // Beside the accounting as it runs, "every dump" is the accounting that
-// dumps every socket on every pass, whatever the interfaces say.
+// dumps every socket on every pass, whatever the TCP segment counters say.
 //
 //   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]
 //
