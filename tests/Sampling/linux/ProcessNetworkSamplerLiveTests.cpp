@@ -43,6 +43,23 @@ size_t sendAll(int fd, size_t count) {
     return sent;
 }
 
+// A listener on 127.0.0.1 at a port the kernel picks (`port`); invalid
+// when any step fails.
+FileDescriptor loopbackListener(uint16_t& port) {
+    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener.get(), 4) != 0 ||
+        ::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        return FileDescriptor();
+    }
+    port = ntohs(address.sin_port);
+    return listener;
+}
+
 size_t readToEnd(int fd) {
     std::vector<char> data(65536);
     size_t got = 0;
@@ -133,15 +150,10 @@ TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesA
 TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
     ProcessNetworkSampler sampler;
     query(sampler);
-    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(listener.get(), 4), 0);
-    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
-    auto client = connectTo("127.0.0.1", ntohs(address.sin_port));
+    uint16_t port = 0;
+    FileDescriptor listener = loopbackListener(port);
+    ASSERT_TRUE(listener.valid());
+    auto client = connectTo("127.0.0.1", port);
     ASSERT_TRUE(client);
     FileDescriptor server(::accept(listener.get(), nullptr, nullptr));
     ASSERT_EQ(sendAll(client.get(), 100'000), 100'000u);
@@ -257,15 +269,10 @@ TEST(TcpSegmentCountersLive, ThisNamespacesCountersMoveWithALoopbackConnection) 
     };
     auto before = read();
     ASSERT_TRUE(before);
-    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(listener.get(), 4), 0);
-    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
-    auto client = connectTo("127.0.0.1", ntohs(address.sin_port));  // SYN, SYN-ACK, ACK
+    uint16_t port = 0;
+    FileDescriptor listener = loopbackListener(port);
+    ASSERT_TRUE(listener.valid());
+    auto client = connectTo("127.0.0.1", port);  // SYN, SYN-ACK, ACK
     ASSERT_TRUE(client);
     auto after = read();
     ASSERT_TRUE(after);
