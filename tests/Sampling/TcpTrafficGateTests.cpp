@@ -7,6 +7,16 @@ namespace {
 
 TcpSegmentCounters segments(uint64_t received, uint64_t sent) { return {received, sent}; }
 
+// A gate whose passes have come to rest at these counters: the first pass
+// and the settling one dumped, the next did not.
+TcpTrafficGate settledAt(uint64_t received, uint64_t sent) {
+    TcpTrafficGate gate;
+    (void)gate.mustDump(segments(received, sent));
+    (void)gate.mustDump(segments(received, sent));
+    EXPECT_FALSE(gate.mustDump(segments(received, sent)));
+    return gate;
+}
+
 TEST(TcpTrafficGate, TheFirstPassDumpsEvenWhenNothingCouldBeRead) {
     TcpTrafficGate first;
     EXPECT_TRUE(first.mustDump(segments(10, 20)));
@@ -25,10 +35,7 @@ TEST(TcpTrafficGate, QuietCountersSkipOnlyAfterOneDumpAWholePassAfterTheLastMove
 }
 
 TEST(TcpTrafficGate, EitherCounterMovingDumpsThenSettlesAgain) {
-    TcpTrafficGate gate;
-    (void)gate.mustDump(segments(10, 20));
-    (void)gate.mustDump(segments(10, 20));
-    ASSERT_FALSE(gate.mustDump(segments(10, 20)));
+    TcpTrafficGate gate = settledAt(10, 20);
     EXPECT_TRUE(gate.mustDump(segments(11, 20)));  // a segment came in
     EXPECT_TRUE(gate.mustDump(segments(11, 20)));
     EXPECT_FALSE(gate.mustDump(segments(11, 20)));
@@ -39,18 +46,12 @@ TEST(TcpTrafficGate, EitherCounterMovingDumpsThenSettlesAgain) {
 }
 
 TEST(TcpTrafficGate, CountersThatWentBackAreAChange) {
-    TcpTrafficGate gate;
-    (void)gate.mustDump(segments(10, 20));
-    (void)gate.mustDump(segments(10, 20));
-    ASSERT_FALSE(gate.mustDump(segments(10, 20)));
+    TcpTrafficGate gate = settledAt(10, 20);
     EXPECT_TRUE(gate.mustDump(segments(3, 4)));
 }
 
 TEST(TcpTrafficGate, AnUnreadablePassDumpsAndTheNextReadStartsOver) {
-    TcpTrafficGate gate;
-    (void)gate.mustDump(segments(10, 20));
-    (void)gate.mustDump(segments(10, 20));
-    ASSERT_FALSE(gate.mustDump(segments(10, 20)));
+    TcpTrafficGate gate = settledAt(10, 20);
     EXPECT_TRUE(gate.mustDump(std::nullopt));
     EXPECT_TRUE(gate.mustDump(segments(10, 20)));  // nothing to compare with
     EXPECT_TRUE(gate.mustDump(segments(10, 20)));
