@@ -10,8 +10,14 @@
 // every 20 ms, so TCP segments flow between any two passes).
 // Beside the accounting as it runs, "every dump" is the accounting that
 // dumps every socket on every pass, whatever the TCP segment counters say.
+// Between the passes without accounting it times the kernel's side alone:
+// one dump as the accounting asks for it, and a walk of the connection
+// table that matches no socket, which every dump pays whatever it finds.
 //
-//   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]
+//   ProcessNetworkBench [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop] [--only off|every|on]
+//
+// --only runs the passes of one accounting alone (to profile it) and
+// prints its figures.
 //
 // Needs root for the namespace; without it every socket is a loopback pair.
 #include <arpa/inet.h>
@@ -31,8 +37,10 @@
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/SnapshotBuilder.h"
 #include "Sampling/TcpSegmentCounters.h"
+#include "Sampling/linux/SocketDiagSocket.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
 #include "core/FileReading.h"
+#include "core/TextDecoding.h"
 #include "bench/BenchSupport.h"
 
 using namespace orv::bench;
@@ -197,7 +205,22 @@ struct Figures {
     double wallMedianMs = 0;
     size_t processes = 0;
     size_t dumps = 0;  // of the measured passes
+    // Without accounting: the kernel's side, timed after each pass.
+    double dumpMs = 0;
+    double walkMs = 0;
 };
+
+// Milliseconds of one dump on `diag`, with the accounting's request or
+// (`walkOnly`) one for the CLOSE state, in which no hashed socket is: the
+// kernel walks every bucket of its connection table and returns nothing.
+double timeDump(orv::SocketDiagSocket& diag, bool walkOnly) {
+    static const std::vector<uint8_t> filter = orv::SocketDiagDecoding::nonLoopbackFilter();
+    constexpr uint32_t closeState = 1u << 7;
+    auto t0 = Clock::now();
+    auto dumped = walkOnly ? diag.dumpTCP(closeState, false) : diag.dumpTCP(orv::SocketDiagSocket::connectedStates, true, nullptr, filter);
+    const double ms = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+    return dumped ? ms : -1;
+}
 
 Figures passes(Accounting mode, int count) {
     auto parts = orv::SnapshotBuilder::machineParts();
@@ -208,20 +231,43 @@ Figures passes(Accounting mode, int count) {
     builder.build();
     builder.build();  // every socket's owner found: the steady state
     const size_t dumpsBefore = statistics ? statistics->dumpsMade() : 0;
-    std::vector<double> wall;
+    std::vector<double> wall, dumpMs, walkMs;
+    orv::SocketDiagSocket diag;
     Figures figures;
+    double kernelMs = 0;  // the timed dumps', kept out of the passes' CPU
     auto [before, userBefore] = processCPUMilliseconds();
     for (int i = 0; i < count; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         auto t0 = Clock::now();
         figures.processes = builder.build().processes.size();
         wall.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+        if (mode == Accounting::off) {
+            // Right after a pass, as the accounting's dump runs: the table
+            // is out of the caches again.
+            const bool walkOnly = i % 2 == 1;
+            auto [k0, u0] = processCPUMilliseconds();
+            (walkOnly ? walkMs : dumpMs).push_back(timeDump(diag, walkOnly));
+            auto [k1, u1] = processCPUMilliseconds();
+            kernelMs += k1 - k0;
+        }
     }
     auto [after, userAfter] = processCPUMilliseconds();
-    figures.cpuPerPassMs = (after - before) / count;
+    figures.cpuPerPassMs = (after - before - kernelMs) / count;
+    if (!dumpMs.empty()) figures.dumpMs = median(dumpMs);
+    if (!walkMs.empty()) figures.walkMs = median(walkMs);
     figures.dumps = statistics ? statistics->dumpsMade() - dumpsBefore : 0;
     figures.wallMedianMs = median(wall);
     return figures;
+}
+
+// The size of this namespace's TCP connection table (a sysctl since
+// Linux 6.1), or "?".
+std::string ehashEntries() {
+    auto text = orv::FileReading::readSmallFile("/proc/sys/net/ipv4/tcp_ehash_entries");
+    if (!text) return "?";
+    std::string entries(orv::TextDecoding::trim(*text));
+    // A negative value is a child namespace's table shared with the host.
+    return entries.empty() ? "?" : entries[0] == '-' ? entries.substr(1) : entries;
 }
 
 size_t tcpSocketCount() {
@@ -238,6 +284,7 @@ int main(int argc, char** argv) {
     std::vector<bool> traffic{false, true};
     int count = 20, seconds = 20;
     bool btop = false;
+    std::string only;
     std::string program = (std::filesystem::path(argv[0]).parent_path().parent_path() / "cli" / "orvantine").string();
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
@@ -249,8 +296,11 @@ int main(int argc, char** argv) {
         else if (arg == "--seconds" && i + 1 < argc) seconds = std::atoi(argv[++i]);
         else if (arg == "--program" && i + 1 < argc) program = argv[++i];
         else if (arg == "--btop") btop = true;
+        else if (arg == "--only" && i + 1 < argc &&
+                 (std::string(argv[i + 1]) == "off" || std::string(argv[i + 1]) == "every" || std::string(argv[i + 1]) == "on"))
+            only = argv[++i];
         else {
-            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop]\n",
+            std::fprintf(stderr, "usage: %s [--processes N]... [--sockets S] [--talking N] [--traffic idle|active] [--passes N] [--seconds S] [--program PATH] [--btop] [--only off|every|on]\n",
                          argv[0]);
             return 2;
         }
@@ -271,8 +321,9 @@ int main(int argc, char** argv) {
     std::vector<pid_t> holding;
     for (size_t i = 0; i < holders; ++i) holding.push_back(startHolder(pairs, remote));
 
-    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %10s %10s\n", "processes", "sockets", "traffic",
-                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "command %", "btop %");
+    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %8s %8s %10s %10s\n", "processes", "sockets", "traffic",
+                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "dump ms", "walk ms",
+                "command %", "btop %");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
@@ -284,6 +335,16 @@ int main(int argc, char** argv) {
                 talker.push_back(startTalker(talking));
                 std::this_thread::sleep_for(std::chrono::milliseconds(300));
             }
+            if (!only.empty()) {
+                const Accounting mode = only == "off" ? Accounting::off : only == "every" ? Accounting::everyDump : Accounting::on;
+                Figures alone = passes(mode, count);
+                std::printf("%-10zu %8zu %-8s %s: %.2f ms CPU per pass, %.2f ms wall, %zu/%d dumped\n", alone.processes,
+                            tcpSocketCount(), active ? "active" : "idle", only.c_str(), alone.cpuPerPassMs,
+                            alone.wallMedianMs, alone.dumps, count);
+                std::fflush(stdout);
+                stopChildren(talker);
+                continue;
+            }
             Figures without = passes(Accounting::off, count);
             Figures before = passes(Accounting::everyDump, count);
             Figures with = passes(Accounting::on, count);
@@ -292,9 +353,10 @@ int main(int argc, char** argv) {
             double btopPercent = btop ? btopShare(seconds) : -1;
             auto added = [&](const Figures& f) { return (f.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100; };
             const std::string dumps = std::to_string(with.dumps) + "/" + std::to_string(count);
-            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %10s %10s\n", with.processes,
-                        tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs, before.cpuPerPassMs,
-                        with.cpuPerPassMs, added(with), with.wallMedianMs, added(before), dumps.c_str(),
+            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %8.2f %8.2f %10s %10s\n",
+                        with.processes, tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs,
+                        before.cpuPerPassMs, with.cpuPerPassMs, added(with), with.wallMedianMs, added(before),
+                        dumps.c_str(), without.dumpMs, without.walkMs,
                         share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
                         btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
             std::fflush(stdout);
@@ -312,9 +374,11 @@ int main(int argc, char** argv) {
     std::printf("pass ms: CPU of every thread of this process per snapshot pass without accounting; every dump: with "
                 "accounting that dumps every socket each pass; with acct: the accounting as it runs; added %%: what it "
                 "adds (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
-                "others kept the last dump: no TCP segment moved in this namespace); command %%: `orvantine snapshot --json --count %d --interval 1` "
+                "others kept the last dump: no TCP segment moved in this namespace); dump ms: one dump as the accounting "
+                "asks, timed after a pass without accounting; walk ms: the kernel's walk of its %s-bucket connection "
+                "table, which every dump pays however few sockets it returns; command %%: `orvantine snapshot --json --count %d --interval 1` "
                 "(accounting on) over its wall time; idle: no socket moves a byte; active: %zu sockets each send 1 KiB "
                 "every 20 ms.\n",
-                seconds, talking);
+                ehashEntries().c_str(), seconds, talking);
     return 0;
 }
