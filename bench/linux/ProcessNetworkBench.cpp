@@ -208,6 +208,7 @@ struct Figures {
     // Without accounting: the kernel's side, timed after each pass.
     double dumpMs = 0;
     double walkMs = 0;
+    std::vector<double> cpu;  // of each pass, in turn with the other modes'
 };
 
 // Milliseconds of one dump on `diag`, with the accounting's request or
@@ -222,42 +223,75 @@ double timeDump(orv::SocketDiagSocket& diag, bool walkOnly) {
     return dumped ? ms : -1;
 }
 
-Figures passes(Accounting mode, int count) {
-    auto parts = orv::SnapshotBuilder::machineParts();
-    std::shared_ptr<orv::SocketDiagStatistics> statistics;
-    if (mode == Accounting::off) parts.processNetwork = nullptr;
-    else parts.processNetwork = accounting(mode == Accounting::everyDump, statistics);
-    orv::SnapshotBuilder builder(std::move(parts));
-    builder.build();
-    builder.build();  // every socket's owner found: the steady state
-    const size_t dumpsBefore = statistics ? statistics->dumpsMade() : 0;
-    std::vector<double> wall, dumpMs, walkMs;
+// Passes of one builder per mode, taken in turn (each round in another
+// order), so a slow spell of this shared machine weighs on every mode
+// alike: each pass's CPU is that of the whole process while it alone ran.
+// Each builder makes a pass every 50 ms.
+std::vector<Figures> passes(const std::vector<Accounting>& modes, int count) {
+    struct Run {
+        Accounting mode;
+        std::shared_ptr<orv::SocketDiagStatistics> statistics;
+        std::unique_ptr<orv::SnapshotBuilder> builder;
+        std::vector<double> cpu, wall;
+        size_t dumpsBefore = 0;
+        size_t processes = 0;
+    };
+    std::vector<Run> runs;
+    for (Accounting mode : modes) {
+        auto parts = orv::SnapshotBuilder::machineParts();
+        Run run{mode, nullptr, nullptr, {}, {}, 0, 0};
+        if (mode == Accounting::off) parts.processNetwork = nullptr;
+        else parts.processNetwork = accounting(mode == Accounting::everyDump, run.statistics);
+        run.builder = std::make_unique<orv::SnapshotBuilder>(std::move(parts));
+        run.builder->build();
+        run.builder->build();  // every socket's owner found: the steady state
+        run.dumpsBefore = run.statistics ? run.statistics->dumpsMade() : 0;
+        runs.push_back(std::move(run));
+    }
+    std::vector<double> dumpMs, walkMs;
     orv::SocketDiagSocket diag;
-    Figures figures;
-    double kernelMs = 0;  // the timed dumps', kept out of the passes' CPU
-    auto [before, userBefore] = processCPUMilliseconds();
+    const auto gap = std::chrono::milliseconds(50 / std::max<size_t>(1, runs.size()));
     for (int i = 0; i < count; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        auto t0 = Clock::now();
-        figures.processes = builder.build().processes.size();
-        wall.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
-        if (mode == Accounting::off) {
-            // Right after a pass, as the accounting's dump runs: the table
-            // is out of the caches again.
-            const bool walkOnly = i % 2 == 1;
-            auto [k0, u0] = processCPUMilliseconds();
-            (walkOnly ? walkMs : dumpMs).push_back(timeDump(diag, walkOnly));
-            auto [k1, u1] = processCPUMilliseconds();
-            kernelMs += k1 - k0;
+        for (size_t k = 0; k < runs.size(); ++k) {
+            Run& run = runs[(k + size_t(i)) % runs.size()];
+            std::this_thread::sleep_for(gap);
+            auto [before, userBefore] = processCPUMilliseconds();
+            auto t0 = Clock::now();
+            run.processes = run.builder->build().processes.size();
+            run.wall.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+            auto [after, userAfter] = processCPUMilliseconds();
+            run.cpu.push_back(after - before);
+            if (run.mode == Accounting::off) {
+                // Right after a pass, as the accounting's dump runs: the
+                // table is out of the caches again.
+                const bool walkOnly = i % 2 == 1;
+                (walkOnly ? walkMs : dumpMs).push_back(timeDump(diag, walkOnly));
+            }
         }
     }
-    auto [after, userAfter] = processCPUMilliseconds();
-    figures.cpuPerPassMs = (after - before - kernelMs) / count;
-    if (!dumpMs.empty()) figures.dumpMs = median(dumpMs);
-    if (!walkMs.empty()) figures.walkMs = median(walkMs);
-    figures.dumps = statistics ? statistics->dumpsMade() - dumpsBefore : 0;
-    figures.wallMedianMs = median(wall);
+    std::vector<Figures> figures;
+    for (const Run& run : runs) {
+        Figures f;
+        f.cpuPerPassMs = median(run.cpu);
+        f.cpu = run.cpu;
+        f.wallMedianMs = median(run.wall);
+        f.processes = run.processes;
+        f.dumps = run.statistics ? run.statistics->dumpsMade() - run.dumpsBefore : 0;
+        if (run.mode == Accounting::off && !dumpMs.empty()) f.dumpMs = median(dumpMs);
+        if (run.mode == Accounting::off && !walkMs.empty()) f.walkMs = median(walkMs);
+        figures.push_back(std::move(f));
+    }
     return figures;
+}
+
+// What `with` adds to `without`, in percent of the pass without: the median
+// of the differences of passes taken side by side.
+double addedPercent(const Figures& with, const Figures& without) {
+    std::vector<double> differences;
+    for (size_t i = 0; i < std::min(with.cpu.size(), without.cpu.size()); ++i) {
+        differences.push_back(with.cpu[i] - without.cpu[i]);
+    }
+    return differences.empty() || without.cpuPerPassMs <= 0 ? 0 : median(differences) / without.cpuPerPassMs * 100;
 }
 
 // The size of this namespace's TCP connection table (a sysctl since
@@ -306,8 +340,13 @@ int main(int argc, char** argv) {
         }
     }
     if (sizes.empty()) sizes = {600, 2000};
-    rlimit files{65536, 65536};
-    setrlimit(RLIMIT_NOFILE, &files);
+    // Two samplers keep their proc files open side by side (about four per
+    // process each): as many descriptors as this process may have.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
 
     const bool namespaced = makeNamespace();
     pid_t server = namespaced ? startServer() : -1;
@@ -337,7 +376,7 @@ int main(int argc, char** argv) {
             }
             if (!only.empty()) {
                 const Accounting mode = only == "off" ? Accounting::off : only == "every" ? Accounting::everyDump : Accounting::on;
-                Figures alone = passes(mode, count);
+                Figures alone = passes({mode}, count)[0];
                 std::printf("%-10zu %8zu %-8s %s: %.2f ms CPU per pass, %.2f ms wall, %zu/%d dumped\n", alone.processes,
                             tcpSocketCount(), active ? "active" : "idle", only.c_str(), alone.cpuPerPassMs,
                             alone.wallMedianMs, alone.dumps, count);
@@ -345,17 +384,22 @@ int main(int argc, char** argv) {
                 stopChildren(talker);
                 continue;
             }
-            Figures without = passes(Accounting::off, count);
-            Figures before = passes(Accounting::everyDump, count);
-            Figures with = passes(Accounting::on, count);
+            // Two samplers side by side at a time: each keeps its proc
+            // files open, and three would not fit this machine's
+            // descriptor limit at ~2,000 processes.
+            auto everyPass = passes({Accounting::off, Accounting::everyDump}, count);
+            auto asItRuns = passes({Accounting::off, Accounting::on}, count);
+            const Figures& without = asItRuns[0];
+            const Figures& before = everyPass[1];
+            const Figures& with = asItRuns[1];
             auto [cpu, wall] = commandCPU(program, seconds);
             double share = cpu < 0 ? -1 : cpu / wall * 100;
             double btopPercent = btop ? btopShare(seconds) : -1;
-            auto added = [&](const Figures& f) { return (f.cpuPerPassMs - without.cpuPerPassMs) / without.cpuPerPassMs * 100; };
             const std::string dumps = std::to_string(with.dumps) + "/" + std::to_string(count);
             std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %8.2f %8.2f %10s %10s\n",
                         with.processes, tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs,
-                        before.cpuPerPassMs, with.cpuPerPassMs, added(with), with.wallMedianMs, added(before),
+                        before.cpuPerPassMs, with.cpuPerPassMs, addedPercent(with, without), with.wallMedianMs,
+                        addedPercent(before, everyPass[0]),
                         dumps.c_str(), without.dumpMs, without.walkMs,
                         share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
                         btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
@@ -371,9 +415,10 @@ int main(int argc, char** argv) {
     }
     stopChildren(servers);
     if (namespaced) dropNamespace();
-    std::printf("pass ms: CPU of every thread of this process per snapshot pass without accounting; every dump: with "
+    std::printf("pass ms: CPU of every thread of this process per snapshot pass without accounting (the median; the "
+                "passes with and without accounting are taken in turn); every dump: with "
                 "accounting that dumps every socket each pass; with acct: the accounting as it runs; added %%: what it "
-                "adds (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
+                "adds, the median of the differences of passes taken side by side (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
                 "others kept the last dump: no TCP segment moved in this namespace); dump ms: one dump as the accounting "
                 "asks, timed after a pass without accounting; walk ms: the kernel's walk of its %s-bucket connection "
                 "table, which every dump pays however few sockets it returns; command %%: `orvantine snapshot --json --count %d --interval 1` "
