@@ -339,13 +339,16 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     sleepProof_.beginPass();
     checking_ = ++passesSinceCheck_ >= checkEvery;
     if (checking_) passesSinceCheck_ = 0;
+    const uint64_t listings = counts_.listings;
     const std::vector<int32_t>& pids = lister_.list(rows_, checking_);
+    // Unlisted, the pids are the last pass's: none is new.
+    const bool listed = counts_.listings != listings;
     rows_.clear();
     slots_.clear();
     // Processes met for the first time, when there are many, are read by
     // the readers meanwhile; each reading is taken here in the listing's
     // order, so that all the port keeps changes as in a pass read alone.
-    const bool readersStarted = startFirstReads(pids);
+    const bool readersStarted = listed && startFirstReads(pids);
     uint32_t nextFirst = 0;
     for (int32_t pid : pids) {
         auto [it, isNew] = tracked_.try_emplace(pid);
