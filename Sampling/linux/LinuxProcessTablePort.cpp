@@ -327,6 +327,7 @@ bool LinuxProcessTablePort::startFirstReads(const std::vector<int32_t>& pids) {
                                      cache_.budget() + 511));
     }
     firstReads_.start(fresh, readers, room);
+    ++passesWithReaders_;
     return true;
 }
 

@@ -65,6 +65,8 @@ public:
     bool longNameMustExtendCommand() const override { return true; }
 
     size_t keptDescriptors() const { return cache_.kept(); }
+    // How many passes started reader threads (see ProcFirstReads).
+    uint64_t passesWithReaders() const { return passesWithReaders_; }
 
     // How many times each kind of read was made since construction.
     using ReadCounts = ProcReadCounts;
@@ -153,6 +155,7 @@ private:
     std::vector<ProcessTableRow> rows_;
     std::vector<Slot> slots_;
     ProcFirstReads firstReads_;
+    uint64_t passesWithReaders_ = 0;
     ProcFirstReads::Reading* first_ = nullptr;  // the reading of the new process being read
 };
 

@@ -54,29 +54,39 @@ void ProcFirstReads::start(const std::vector<int32_t>& pids, size_t readers, siz
     done_.assign(chunks, 0);
     nextChunk_ = 0;
     confirmed_ = 0;
+    // The sampling thread is one of the readers: it reads a chunk itself
+    // whenever the one it needs next is not read yet.
     readers = std::min(std::max<size_t>(readers, 1), chunks);
-    threads_.reserve(readers);
-    for (size_t i = 0; i < readers; ++i) threads_.emplace_back([this] { run(); });
+    threads_.reserve(readers - 1);
+    for (size_t i = 1; i < readers; ++i) threads_.emplace_back([this] { run(); });
+}
+
+void ProcFirstReads::readChunk(std::unique_lock<std::mutex>& lock) {
+    const size_t chunk = nextChunk_++;
+    lock.unlock();
+    const size_t end = std::min(readings_.size(), (chunk + 1) * chunkSize);
+    for (size_t i = chunk * chunkSize; i < end; ++i) read(readings_[i]);
+    lock.lock();
+    done_[chunk] = 1;
+    chunkDone_.notify_all();
 }
 
 void ProcFirstReads::run() {
     std::unique_lock lock(mutex_);
-    while (nextChunk_ < done_.size()) {
-        const size_t chunk = nextChunk_++;
-        lock.unlock();
-        const size_t end = std::min(readings_.size(), (chunk + 1) * chunkSize);
-        for (size_t i = chunk * chunkSize; i < end; ++i) read(readings_[i]);
-        lock.lock();
-        done_[chunk] = 1;
-        chunkDone_.notify_all();
-    }
+    while (nextChunk_ < done_.size()) readChunk(lock);
 }
 
 ProcFirstReads::Reading& ProcFirstReads::at(size_t index) {
     const size_t chunk = index / chunkSize;
     if (chunk >= confirmed_) {
         std::unique_lock lock(mutex_);
-        chunkDone_.wait(lock, [&] { return done_[chunk] != 0; });
+        while (!done_[chunk]) {
+            if (nextChunk_ < done_.size()) {
+                readChunk(lock);
+            } else {
+                chunkDone_.wait(lock);
+            }
+        }
         while (confirmed_ < done_.size() && done_[confirmed_]) ++confirmed_;
     }
     return readings_[index];

@@ -17,10 +17,11 @@
 namespace orv {
 
 // Reads the files of processes met for the first time on reader threads,
-// while the sampling thread takes the readings in the listing's order. A
-// first pass opens every file of every process, and nearly all of its time
-// is the kernel's (open, read, close); one thread leaves the other cores
-// idle. Readers only read and decode: what the port keeps is changed on the
+// while the sampling thread takes the readings in the listing's order,
+// reading chunks itself while any is left rather than sleep. A first pass
+// opens every file of every process, and nearly all of its time is the
+// kernel's (open, read, close); one thread leaves the other cores idle.
+// Readers only read and decode: what the port keeps is changed on the
 // sampling thread alone, from these readings, as from its own reads.
 class ProcFirstReads {
 public:
@@ -69,13 +70,15 @@ public:
     ProcFirstReads& operator=(const ProcFirstReads&) = delete;
     ~ProcFirstReads();
 
-    // Starts `readers` threads reading `pids`; returns at once. With
+    // Starts reading `pids` with `readers` readers: that many threads less
+    // one, and the caller of `at`, which reads a chunk itself rather than
+    // wait while one is left. Returns at once. With
     // `keep`, at most `room` descriptors are held for the cache to take
     // (what its budget has left); others are closed once read, so that the
     // readers never run the process out of descriptors.
     void start(const std::vector<int32_t>& pids, size_t readers, size_t room = 0);
-    // The reading of the `index`-th pid given to start, once made: waits
-    // for it when it is not yet.
+    // The reading of the `index`-th pid given to start, once made: reads
+    // chunks not yet taken until it is, then waits for it.
     Reading& at(size_t index);
     // Waits for the readers to end.
     void finish();
@@ -94,6 +97,8 @@ private:
     static constexpr size_t chunkSize = 16;
 
     void run();
+    // Reads the next chunk not taken yet; `lock` holds mutex_.
+    void readChunk(std::unique_lock<std::mutex>& lock);
     void read(Reading& reading) const;
     bool takeRoom() const;
     int readFile(int32_t pid, ProcDescriptorCache::File file, char* buffer, size_t size, size_t& length,

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
 #include <mutex>
 #include <set>
@@ -98,13 +100,6 @@ struct RecordingOpen {
         std::lock_guard lock(*mutex);
         return threads->size() == 1 && threads->contains(id);
     }
-    bool elsewhereThan(std::thread::id id) const {
-        std::lock_guard lock(*mutex);
-        for (auto thread : *threads) {
-            if (thread != id) return true;
-        }
-        return false;
-    }
     void clear() const {
         std::lock_guard lock(*mutex);
         threads->clear();
@@ -136,7 +131,8 @@ TEST_P(ProcFirstReadsPasses, ReadersGiveTheReadingsOfAPassReadAlone) {
     auto alone = serial.pass();
     auto read = parallel.pass();
     EXPECT_TRUE(serialOpen.onlyOn(std::this_thread::get_id()));
-    EXPECT_TRUE(parallelOpen.elsewhereThan(std::this_thread::get_id()));
+    EXPECT_EQ(serial.port->passesWithReaders(), 0u);
+    EXPECT_EQ(parallel.port->passesWithReaders(), 1u);
     EXPECT_EQ(read, alone);
     EXPECT_EQ(parallel.last, serial.last);
     EXPECT_EQ(parallel.port->keptDescriptors(), serial.port->keptDescriptors());
@@ -180,7 +176,7 @@ TEST(ProcFirstReads, OnlyAPassThatMeetsManyNewProcessesUsesReaders) {
     CountingSampler sampler(optionsFor(root, open, 2, true));
     const auto self = std::this_thread::get_id();
     sampler.pass();
-    EXPECT_TRUE(open.elsewhereThan(self));
+    EXPECT_EQ(sampler.port->passesWithReaders(), 1u);
 
     // A warm pass, and one that meets a few new processes, stay on the
     // sampling thread.
@@ -189,13 +185,14 @@ TEST(ProcFirstReads, OnlyAPassThatMeetsManyNewProcessesUsesReaders) {
     writeManyKinds(root, 200, 10);
     auto few = sampler.pass();
     EXPECT_TRUE(open.onlyOn(self));
+    EXPECT_EQ(sampler.port->passesWithReaders(), 1u);
     EXPECT_NE(find(few, 207), nullptr);
 
     // Many new ones at once are read by the readers again.
     open.clear();
     writeManyKinds(root, 300, 80);
     auto many = sampler.pass();
-    EXPECT_TRUE(open.elsewhereThan(self));
+    EXPECT_EQ(sampler.port->passesWithReaders(), 2u);
     EXPECT_NE(find(many, 306), nullptr);
 }
 
@@ -240,6 +237,36 @@ TEST(ProcFirstReads, DefaultReadersAreNoneOnOneCoreAndAtMostFour) {
     } else {
         EXPECT_EQ(readers, std::min<size_t>(cores, 4));
     }
+}
+
+TEST(ProcFirstReads, ReaderThreadsReadBesideTheCaller) {
+    TempDir root;
+    writeManyKinds(root, 100, 90);
+    FileDescriptor proc(::open((root.path() / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // The caller's opens wait until another thread has opened a file, for
+    // at most ten seconds: only a reader thread of its own lets it on.
+    const auto caller = std::this_thread::get_id();
+    auto mutex = std::make_shared<std::mutex>();
+    auto opened = std::make_shared<std::condition_variable>();
+    auto elsewhere = std::make_shared<bool>(false);
+    ProcDescriptorCache::Open open = [=](int dir, const char* path) {
+        std::unique_lock lock(*mutex);
+        if (std::this_thread::get_id() == caller) {
+            opened->wait_for(lock, std::chrono::seconds(10), [&] { return *elsewhere; });
+        } else {
+            *elsewhere = true;
+            opened->notify_all();
+        }
+        return ::openat(dir, path, O_RDONLY | O_CLOEXEC);
+    };
+    ProcFirstReads reads(proc.get(), open, false);
+    std::vector<int32_t> pids;
+    for (int pid = 100; pid < 190; ++pid) pids.push_back(pid);
+    reads.start(pids, 2);
+    for (size_t i = 0; i < pids.size(); ++i) EXPECT_EQ(reads.at(i).pid, pids[i]);
+    reads.finish();
+    std::lock_guard lock(*mutex);
+    EXPECT_TRUE(*elsewhere);
 }
 
 TEST(ProcFirstReads, ReadingsComeInTheOrderGivenWhateverTheReaders) {
