@@ -34,6 +34,14 @@ LinuxProcessTablePort::Options completed(LinuxProcessTablePort::Options options)
     return options;
 }
 
+// Makes the descriptor table hold `highest`: the lowest free descriptor at
+// or above it makes the kernel size the table for it, and closing it keeps
+// the table. A table already that large costs a dup and a close.
+void sizeDescriptorTable(int anyDescriptor, size_t highest) {
+    const int probe = ::fcntl(anyDescriptor, F_DUPFD_CLOEXEC, int(std::min<size_t>(highest, INT32_MAX)));
+    if (probe >= 0) ::close(probe);
+}
+
 bool isGone(const std::error_code& error) { return error.value() == ESRCH || error.value() == ENOENT; }
 bool isRefusal(const std::error_code& error) { return error.value() == EACCES || error.value() == EPERM; }
 
@@ -44,7 +52,8 @@ LinuxProcessTablePort::LinuxProcessTablePort(Options options)
       procDirectory_(::open((options_.root / "proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
       cache_(procDirectory_.get(), options_.descriptorBudget, options_.open, options_.keepDescriptors),
       lister_(procDirectory_.get(), counts_),
-      sleepProof_(procDirectory_.get(), cache_, counts_) {
+      sleepProof_(procDirectory_.get(), cache_, counts_),
+      firstReads_(procDirectory_.get(), options_.open, options_.keepDescriptors) {
     // Rounded to a whole tick so that a process's start time is the same
     // double in every sample, and in every sampler on the machine but for
     // rare rounding edges.
@@ -86,13 +95,24 @@ Result<std::string_view> LinuxProcessTablePort::readCurrent(int32_t pid, Tracked
     return cache_.read(pid, tracked.files, file, buffer);
 }
 
+std::optional<int> LinuxProcessTablePort::takeFirst(ProcFirstReads::Reading* first, Tracked& tracked, File file) {
+    if (!first || first->files[file].error == ProcFirstReads::notRead) return std::nullopt;
+    cache_.adopt(tracked.files, file, std::move(first->files[file].fd));
+    return first->files[file].error;
+}
+
 bool LinuxProcessTablePort::readOwner(int32_t pid, Tracked& tracked) {
+    ++counts_.owner;
+    if (first_ && first_->ownerError != ProcFirstReads::notRead) {
+        if (first_->ownerError != 0) return false;
+        tracked.uid = first_->uid;
+        return true;
+    }
     // The directory, not a file in it: the files of a process that is not
     // dumpable (ssh-agent, anything that ran a setuid program) belong to
     // root whatever its uid.
     ProcPath directory(pid);
     struct stat owner{};
-    ++counts_.owner;
     if (::fstatat(procDirectory_.get(), directory.c_str(), &owner, 0) != 0) return false;
     tracked.uid = owner.st_uid;
     return true;
@@ -122,14 +142,20 @@ ProcessOutcome LinuxProcessTablePort::statMalformed(int32_t pid, Tracked& tracke
 ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bool isNew, bool mainThreadRan) {
     char buffer[1024];
     std::optional<ProcStat> stat;
-    auto text = readCurrent(pid, tracked, File::stat, buffer, isNew, counts_.stat, [&](std::string_view read) {
-        // Same pid, another process: none of the old descriptors apply. (A
-        // process whose stat never decoded has no start to compare.)
-        stat = ProcStat::decode(read);
-        return !stat || tracked.instance == 0 || stat->startTicks == tracked.startTicks;
-    });
-    if (!text) return ProcessOutcome::gone;
-    if (isNew) stat = ProcStat::decode(*text);  // read afresh, or never decoded
+    if (auto error = takeFirst(first_, tracked, File::stat)) {
+        ++counts_.stat;
+        if (*error != 0) return ProcessOutcome::gone;
+        stat = first_->decodedStat();
+    } else {
+        auto text = readCurrent(pid, tracked, File::stat, buffer, isNew, counts_.stat, [&](std::string_view read) {
+            // Same pid, another process: none of the old descriptors apply. (A
+            // process whose stat never decoded has no start to compare.)
+            stat = ProcStat::decode(read);
+            return !stat || tracked.instance == 0 || stat->startTicks == tracked.startTicks;
+        });
+        if (!text) return ProcessOutcome::gone;
+        if (isNew) stat = ProcStat::decode(*text);  // read afresh, or never decoded
+    }
     if (!stat) return statMalformed(pid, tracked, isNew);
     if (isNew || tracked.instance == 0) {
         tracked.instance = ++instances_;
@@ -156,12 +182,20 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     if (!tracked.sleep.noSchedstat) {
         char buffer[256];
         kept = tracked.files.kept[File::schedstat].valid();
-        auto text = readCurrent(pid, tracked, File::schedstat, buffer, isNew, counts_.schedstat,
-                                [](std::string_view) { return true; });
-        if (text) sched = ProcSchedstat::decode(*text);
+        int error = 0;
+        if (auto first = takeFirst(first_, tracked, File::schedstat)) {
+            ++counts_.schedstat;
+            error = *first;
+            if (error == 0) sched = first_->sched;
+        } else {
+            auto text = readCurrent(pid, tracked, File::schedstat, buffer, isNew, counts_.schedstat,
+                                    [](std::string_view) { return true; });
+            if (text) sched = ProcSchedstat::decode(*text);
+            if (!text) error = text.error().value();
+        }
         // A kernel built without scheduler statistics has no such file;
         // that is no fault of the process, which then counts no switches.
-        missing = !text && text.error().value() == ENOENT;
+        missing = error == ENOENT;
         // Any other failure (EMFILE on a fresh open, a short read) leaves
         // the switches unknown this pass: counting them as 0 would book the
         // process's lifetime switches into the next interval.
@@ -276,23 +310,62 @@ void LinuxProcessTablePort::confirmParents() {
     rows_.resize(kept);
 }
 
+bool LinuxProcessTablePort::startFirstReads(const std::vector<int32_t>& pids) {
+    const size_t readers = options_.readers.value_or(ProcFirstReads::defaultReaders());
+    if (readers == 0 || pids.size() < options_.readFirstFrom) return false;
+    std::vector<int32_t> fresh;
+    for (int32_t pid : pids) {
+        if (!tracked_.contains(pid)) fresh.push_back(pid);
+    }
+    if (fresh.size() < std::max<size_t>(options_.readFirstFrom, 1)) return false;
+    size_t room = 0;
+    if (options_.keepDescriptors) {
+        room = cache_.budget() - std::min(cache_.budget(), cache_.kept());
+        // Sized before the readers share it: see prepareProcessTable.
+        sizeDescriptorTable(procDirectory_.get(),
+                            std::min(cache_.kept() + fresh.size() * ProcDescriptorCache::fileCount * 5 / 4 + 512,
+                                     cache_.budget() + 511));
+    }
+    firstReads_.start(fresh, readers, room);
+    ++passesWithReaders_;
+    return true;
+}
+
 std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     if (!procDirectory_.valid()) return rows_;
+    // The last first pass's readings are all taken or no longer wanted.
+    firstReads_.release();
     ++generation_;
     remeasureBoot();
     sleepProof_.beginPass();
     checking_ = ++passesSinceCheck_ >= checkEvery;
     if (checking_) passesSinceCheck_ = 0;
+    const uint64_t listings = counts_.listings;
     const std::vector<int32_t>& pids = lister_.list(rows_, checking_);
+    // Unlisted, the pids are the last pass's: none is new.
+    const bool listed = counts_.listings != listings;
     rows_.clear();
     slots_.clear();
+    // Processes met for the first time, when there are many, are read by
+    // the readers meanwhile; each reading is taken here in the listing's
+    // order, so that all the port keeps changes as in a pass read alone.
+    const bool readersStarted = listed && startFirstReads(pids);
+    uint32_t nextFirst = 0;
     for (int32_t pid : pids) {
         auto [it, isNew] = tracked_.try_emplace(pid);
         Slot slot{};
-        if (!readRow(pid, it->second, isNew, slot)) {
+        uint32_t firstRead = noFirstRead;
+        if (isNew && readersStarted) {
+            firstRead = nextFirst++;
+            first_ = &firstReads_.at(firstRead);
+        }
+        const bool read = readRow(pid, it->second, isNew, slot);
+        first_ = nullptr;
+        if (!read) {
             tracked_.erase(it);  // gone between listing and reading
             continue;
         }
+        slot.firstRead = firstRead;
         it->second.generation = generation_;
         ProcessTableRow& row = rows_.emplace_back();
         fillRow(it->second, pid, row);
@@ -301,21 +374,20 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     }
     // Processes that exited since the last pass give their descriptors back.
     std::erase_if(tracked_, [this](const auto& entry) { return entry.second.generation != generation_; });
+    if (readersStarted) firstReads_.finish();
     confirmParents();
     return rows_;
 }
 
+ProcFirstReads::Reading* LinuxProcessTablePort::firstReadOf(const ProcessTableRow& row) {
+    if (row.slot >= slots_.size() || slots_[row.slot].pid != row.pid) return nullptr;
+    const uint32_t index = slots_[row.slot].firstRead;
+    return index == noFirstRead ? nullptr : &firstReads_.at(index);
+}
+
 std::optional<std::string> LinuxProcessTablePort::executablePath(const ProcessTableRow& row) {
-    ProcPath path(row.pid, "exe");
-    char target[4096];
-    ssize_t n = ::readlinkat(procDirectory_.get(), path.c_str(), target, sizeof target);
-    if (n < 1) return std::nullopt;  // kernel threads have none; others' need CAP_SYS_PTRACE
-    // The kernel marks an executable replaced on disk since it started (an
-    // upgraded package); the process is still that program.
-    constexpr std::string_view deleted = " (deleted)";
-    std::string_view link(target, size_t(n));
-    if (link.ends_with(deleted)) link.remove_suffix(deleted.size());
-    return std::string(link);
+    if (auto* first = firstReadOf(row); first && first->exeRead) return first->executable;
+    return ProcFirstReads::executablePath(procDirectory_.get(), row.pid);
 }
 
 UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool refusedBefore) {
@@ -331,15 +403,25 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
                                                   tracked.cpuTicks % hz * 1'000'000'000 / hz));
     if (tracked.sleep.sched) usage.wakeups = tracked.sleep.sched->runCount;
 
+    ProcFirstReads::Reading* first = slot.firstRead == noFirstRead ? nullptr : &firstReads_.at(slot.firstRead);
     char buffer[512];
     if (!tracked.isKernelThread) {
         ++counts_.statm;
-        auto text = cache_.read(row.pid, tracked.files, File::statm, buffer);
-        if (!text) {
-            if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
-            return result;
+        std::optional<ProcStatm> memory;
+        if (auto error = takeFirst(first, tracked, File::statm)) {
+            if (*error != 0) {
+                if (isGone(errorFrom(*error))) result.outcome = ProcessOutcome::gone;
+                return result;
+            }
+            memory = first->statm;
+        } else {
+            auto text = cache_.read(row.pid, tracked.files, File::statm, buffer);
+            if (!text) {
+                if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
+                return result;
+            }
+            memory = ProcStatm::decode(*text);
         }
-        auto memory = ProcStatm::decode(*text);
         if (!memory) return result;
         uint64_t anonymous =
             memory->residentPages > memory->sharedPages ? memory->residentPages - memory->sharedPages : 0;
@@ -352,13 +434,22 @@ UsageResult LinuxProcessTablePort::readUsage(const ProcessTableRow& row, bool re
     }
     if (!slot.asleep || !tracked.io) {
         ++counts_.io;
-        auto text = cache_.read(row.pid, tracked.files, File::io, buffer);
-        if (!text) {
-            if (isRefusal(text.error())) result.outcome = ProcessOutcome::refused;
-            if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
-            return result;
+        if (auto error = takeFirst(first, tracked, File::io)) {
+            if (*error != 0) {
+                if (isRefusal(errorFrom(*error))) result.outcome = ProcessOutcome::refused;
+                if (isGone(errorFrom(*error))) result.outcome = ProcessOutcome::gone;
+                return result;
+            }
+            tracked.io = first->io;
+        } else {
+            auto text = cache_.read(row.pid, tracked.files, File::io, buffer);
+            if (!text) {
+                if (isRefusal(text.error())) result.outcome = ProcessOutcome::refused;
+                if (isGone(text.error())) result.outcome = ProcessOutcome::gone;
+                return result;
+            }
+            tracked.io = ProcIO::decode(*text);
         }
-        tracked.io = ProcIO::decode(*text);
         if (!tracked.io) return result;
         if (slot.sleepingIO && *slot.sleepingIO != *tracked.io && stillShows(tracked, tracked.sleep.sched)) {
             sleepProof_.disprove();
@@ -381,11 +472,7 @@ void prepareProcessTable(const std::filesystem::path& root) {
     // schedstat; room for a quarter more processes, and the reserve the
     // rest of the program uses.
     const size_t wanted = pids.size() * ProcDescriptorCache::fileCount * 5 / 4 + 512;
-    const size_t highest = std::min(wanted, budget + 511);
-    // The lowest free descriptor at or above `highest` makes the kernel
-    // size the table for it; closing it keeps the table.
-    const int probe = ::fcntl(proc.get(), F_DUPFD_CLOEXEC, int(highest));
-    if (probe >= 0) ::close(probe);
+    sizeDescriptorTable(proc.get(), std::min(wanted, budget + 511));
 }
 
 std::unique_ptr<ProcessTablePort> makeProcessTablePort(const std::filesystem::path& root, ProcessTablePasses passes) {

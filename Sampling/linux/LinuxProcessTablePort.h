@@ -10,6 +10,7 @@
 #include "Sampling/ProcFiles.h"
 #include "Sampling/ProcessTablePort.h"
 #include "Sampling/linux/ProcDescriptorCache.h"
+#include "Sampling/linux/ProcFirstReads.h"
 #include "Sampling/linux/ProcParentCheck.h"
 #include "Sampling/linux/ProcPidLister.h"
 #include "Sampling/linux/ProcReadCounts.h"
@@ -46,6 +47,12 @@ public:
         // False for a run that makes one pass: no descriptor is kept for a
         // next pass (see ProcDescriptorCache). The readings are the same.
         bool keepDescriptors = true;
+        // Reader threads for a pass that meets at least `readFirstFrom`
+        // processes for the first time (a first pass, a one-shot run);
+        // 0: every pass reads on the sampling thread alone. By default
+        // ProcFirstReads::defaultReaders(). The readings are the same.
+        std::optional<size_t> readers;
+        size_t readFirstFrom = 64;
     };
 
     explicit LinuxProcessTablePort(Options options);
@@ -58,6 +65,8 @@ public:
     bool longNameMustExtendCommand() const override { return true; }
 
     size_t keptDescriptors() const { return cache_.kept(); }
+    // How many passes started reader threads (see ProcFirstReads).
+    uint64_t passesWithReaders() const { return passesWithReaders_; }
 
     // How many times each kind of read was made since construction.
     using ReadCounts = ProcReadCounts;
@@ -101,12 +110,21 @@ private:
         std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
         bool malformed;    // its stat did not decode this pass: the reading is incomplete
         bool schedstatFailed = false;  // its switches could not be read this pass: incomplete too
+        uint32_t firstRead = noFirstRead;  // its reading in firstReads_, when readers made one
     };
+    static constexpr uint32_t noFirstRead = UINT32_MAX;
 
     template <class SameInstance>
     Result<std::string_view> readCurrent(int32_t pid, Tracked& tracked, File file, std::span<char> buffer,
                                          bool& isNew, uint64_t& count, SameInstance sameInstance);
     void forgetInstance(Tracked& tracked);
+    // The readers' read of `file` of the process being read, taken over as
+    // if made here (its descriptor goes to the cache): the errno, 0 when it
+    // was read. Nothing when no reader read it.
+    std::optional<int> takeFirst(ProcFirstReads::Reading* first, Tracked& tracked, File file);
+    // Starts the readers on this pass's new pids when there are enough.
+    bool startFirstReads(const std::vector<int32_t>& pids);
+    ProcFirstReads::Reading* firstReadOf(const ProcessTableRow& row);
     bool readRow(int32_t pid, Tracked& tracked, bool isNew, Slot& slot);
     // complete, gone, or malformed (the figures kept from before stand, or
     // none when the instance is new).
@@ -136,6 +154,9 @@ private:
     std::unordered_map<int32_t, Tracked> tracked_;
     std::vector<ProcessTableRow> rows_;
     std::vector<Slot> slots_;
+    ProcFirstReads firstReads_;
+    uint64_t passesWithReaders_ = 0;
+    ProcFirstReads::Reading* first_ = nullptr;  // the reading of the new process being read
 };
 
 }  // namespace orv

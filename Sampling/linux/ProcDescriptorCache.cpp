@@ -58,6 +58,18 @@ Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, Fi
     return std::string_view(buffer.data(), size_t(n));
 }
 
+void ProcDescriptorCache::adopt(Files& files, File file, FileDescriptor fd) {
+    Kept& kept = files.kept[file];
+    if (!fd.valid() || kept.valid()) return;
+    if (kept_ < budget_) {
+        kept.fd_ = std::move(fd);
+        kept.places_ = &kept_;
+        ++kept_;
+    } else if (closer_) {
+        closer_->close(fd.release());
+    }
+}
+
 ProcDescriptorCache::Kept ProcDescriptorCache::keep(const char* path) {
     Kept kept;
     if (kept_ >= budget_) return kept;

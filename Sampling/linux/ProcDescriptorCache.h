@@ -81,8 +81,13 @@ public:
     // Opens `path` below proc and keeps it; not valid when the budget is
     // spent or the open failed.
     Kept keep(const char* path);
+    // Takes a descriptor `file` was read through elsewhere: kept while the
+    // budget allows, as if read here, otherwise closed.
+    void adopt(Files& files, File file, FileDescriptor fd);
 
     size_t kept() const { return kept_; }
+    bool hasRoom() const { return kept_ < budget_; }
+    size_t budget() const { return budget_; }
 
     // RLIMIT_NOFILE, raised to its hard limit once, less a reserve for the
     // rest of the program (sockets, the log, other samplers).

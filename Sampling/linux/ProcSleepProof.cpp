@@ -78,6 +78,9 @@ void ProcSleepProof::watchThreads(int32_t pid, State& state, uint64_t threadCoun
     if (state.threadsKnown && state.threads.size() + 1 == threadCount) return;
 
     forgetThreads(state);
+    // With no room left for a descriptor none would be watched (a run that
+    // makes one pass keeps none): the listing would be wasted.
+    if (!cache_.hasRoom()) return;
     ++counts_.threadListings;
     ProcPath taskPath(pid, "task");
     FileDescriptor directory(::openat(procDirectory_, taskPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
