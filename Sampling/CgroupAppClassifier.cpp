@@ -30,6 +30,8 @@ ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<Pro
         live.reserve(readings.size());
         for (const auto& r : readings) live.insert({r.pid, r.startTime.secondsSinceReferenceDate});
         std::erase_if(instances_, [&](const auto& entry) { return !live.contains(entry.first); });
+        // An identity no cached instance holds any more goes with them.
+        std::erase_if(shared_, [](const Shared& identity) { return identity.use_count() == 1; });
     }
     return identities;
 }
@@ -37,8 +39,13 @@ ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<Pro
 const AppIdentity& CgroupAppClassifier::identity(const ProcessReading& reading) {
     ProcessInstanceKey key{reading.pid, reading.startTime.secondsSinceReferenceDate};
     auto found = instances_.find(key);
-    if (found != instances_.end()) return found->second;
-    return instances_.emplace(key, classify(reading)).first->second;
+    if (found != instances_.end()) return *found->second;
+    return *instances_.emplace(key, share(classify(reading))).first->second;
+}
+
+CgroupAppClassifier::Shared CgroupAppClassifier::share(AppIdentity identity) {
+    auto candidate = std::make_shared<const AppIdentity>(std::move(identity));
+    return *shared_.insert(std::move(candidate)).first;
 }
 
 AppIdentity CgroupAppClassifier::classify(const ProcessReading& reading) {

@@ -40,6 +40,8 @@ public:
     const AppIdentity& identity(const ProcessReading& reading);
 
     size_t cachedInstanceCount() const { return instances_.size(); }
+    // How many distinct identities the cached instances share.
+    size_t sharedIdentityCount() const { return shared_.size(); }
 
     // The identity of the kernel's own threads.
     static AppIdentity kernel();
@@ -50,11 +52,25 @@ private:
         bool isTerminal = false;
     };
 
+    using Shared = std::shared_ptr<const AppIdentity>;
+    // Equal identities are one: by value, hashed by id.
+    struct SharedHash {
+        size_t operator()(const Shared& identity) const noexcept { return std::hash<std::string>{}(identity->id); }
+    };
+    struct SharedEqual {
+        bool operator()(const Shared& a, const Shared& b) const noexcept { return *a == *b; }
+    };
+
     AppIdentity classify(const ProcessReading& reading);
     const AppName& appName(const CgroupAppRule::Owner& owner);
+    Shared share(AppIdentity identity);
 
     std::unique_ptr<CgroupFilesPort> port_;
-    std::unordered_map<ProcessInstanceKey, AppIdentity, ProcessInstanceKeyHash> instances_;
+    // Most processes share their identity with others (every process of a
+    // program that no app claims, every kernel thread, a service's
+    // workers), so an instance holds a shared one rather than its own copy.
+    std::unordered_map<ProcessInstanceKey, Shared, ProcessInstanceKeyHash> instances_;
+    std::unordered_set<Shared, SharedHash, SharedEqual> shared_;
     std::unordered_map<std::string, AppName> apps_;
 };
 

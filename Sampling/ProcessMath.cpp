@@ -34,7 +34,7 @@ double perSecond(double amount, double seconds) { return seconds > 0 ? amount / 
 
 // The process's own increases, or nothing when it has no baseline and was
 // not born inside the interval.
-std::optional<Deltas> deltas(const ProcessReading& reading, const ProcessReading* baseline, double interval,
+std::optional<Deltas> deltas(const ProcessReading& reading, const Baseline* baseline, double interval,
                              Date now) {
     if (baseline != nullptr) {
         return Deltas{
@@ -59,10 +59,10 @@ std::optional<Deltas> deltas(const ProcessReading& reading, const ProcessReading
     };
 }
 
-const ProcessReading* baselineFor(const ReadingsByPID& previous, const ProcessReading& reading) {
-    auto found = previous.find(reading.pid);
-    if (found == previous.end()) return nullptr;
-    const ProcessReading& candidate = found->second;
+const Baseline* baselineFor(const Baselines& previous, const ProcessReading& reading) {
+    const Baseline* found = findBaseline(previous, reading.pid);
+    if (found == nullptr) return nullptr;
+    const Baseline& candidate = *found;
     // A reused pid is another process; a reading whose completeness changed
     // would compare real counters against zeros.
     if (candidate.startTime != reading.startTime || candidate.isComplete != reading.isComplete) return nullptr;
@@ -88,7 +88,55 @@ unsigned __int128 cpuNanoseconds(Duration cpuTime) {
     return whole * 1'000'000'000u + rest / 1'000'000'000u;
 }
 
+Baseline Baseline::of(const ProcessReading& reading) {
+    return Baseline{.pid = reading.pid,
+                    .isComplete = reading.isComplete,
+                    .startTime = reading.startTime,
+                    .cpuTime = reading.cpuTime,
+                    .diskReadBytes = reading.diskReadBytes,
+                    .diskWriteBytes = reading.diskWriteBytes,
+                    .energyNJ = reading.energyNJ,
+                    .wakeups = reading.wakeups};
+}
+
+void keepBaselines(Baselines& baselines, const std::vector<ProcessReading>& readings) {
+    baselines.clear();
+    baselines.reserve(readings.size());
+    for (const auto& reading : readings) baselines.push_back(Baseline::of(reading));
+    auto byPID = [](const Baseline& a, const Baseline& b) { return a.pid < b.pid; };
+    // Readings come in the kernel's table order, which is already by pid.
+    if (!std::is_sorted(baselines.begin(), baselines.end(), byPID)) {
+        std::stable_sort(baselines.begin(), baselines.end(), byPID);
+    }
+    // Of equal pids the last reading stands.
+    auto samePID = [](const Baseline& a, const Baseline& b) { return a.pid == b.pid; };
+    if (std::adjacent_find(baselines.begin(), baselines.end(), samePID) == baselines.end()) return;
+    std::reverse(baselines.begin(), baselines.end());
+    baselines.erase(std::unique(baselines.begin(), baselines.end(), samePID), baselines.end());
+    std::reverse(baselines.begin(), baselines.end());
+}
+
+const Baseline* findBaseline(const Baselines& baselines, int32_t pid) {
+    auto found = std::lower_bound(baselines.begin(), baselines.end(), pid,
+                                  [](const Baseline& b, int32_t p) { return b.pid < p; });
+    return found != baselines.end() && found->pid == pid ? &*found : nullptr;
+}
+
 std::vector<ProcessSample> samples(const ReadingsByPID& previous, const std::vector<ProcessReading>& current,
+                                   const IdentitiesByPID& identities, const GPUTimeByPID& previousGPU,
+                                   const GPUTimeByPID& currentGPU, Duration elapsed, Date now, int coreCount,
+                                   const EnergyCoefficients& energy) {
+    Baselines baselines;
+    baselines.reserve(previous.size());
+    for (const auto& [pid, reading] : previous) {
+        baselines.push_back(Baseline::of(reading));
+        baselines.back().pid = pid;
+    }
+    std::sort(baselines.begin(), baselines.end(), [](const Baseline& a, const Baseline& b) { return a.pid < b.pid; });
+    return samples(baselines, current, identities, previousGPU, currentGPU, elapsed, now, coreCount, energy);
+}
+
+std::vector<ProcessSample> samples(const Baselines& previous, const std::vector<ProcessReading>& current,
                                    const IdentitiesByPID& identities, const GPUTimeByPID& previousGPU,
                                    const GPUTimeByPID& currentGPU, Duration elapsed, Date now, int coreCount,
                                    const EnergyCoefficients& energy) {

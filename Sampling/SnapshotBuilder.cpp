@@ -179,17 +179,9 @@ Snapshot SnapshotBuilder::assemble(std::vector<ProcessReading> readings, Continu
     AppAggregateMath::sortByCPUShare(snapshot.apps);
     AppAggregateMath::sortByCPUShare(snapshot.processes);
 
-    // Most processes outlive a pass: their entries are overwritten in place
-    // and only the departed are erased, rather than rebuilding the map.
-    for (auto& reading : readings) previous_[reading.pid] = std::move(reading);
-    if (previous_.size() > readings.size()) {
-        currentPIDs_.clear();
-        for (const auto& reading : readings) currentPIDs_.push_back(reading.pid);
-        std::sort(currentPIDs_.begin(), currentPIDs_.end());
-        std::erase_if(previous_, [this](const auto& entry) {
-            return !std::binary_search(currentPIDs_.begin(), currentPIDs_.end(), entry.first);
-        });
-    }
+    // Only the counters are kept for the next pass, in a flat vector by pid:
+    // the readings' names and paths live on in the samples.
+    ProcessMath::keepBaselines(previous_, readings);
     previousGPU_ = std::move(currentGPU);
     previousAt_ = readAt;
     return snapshot;

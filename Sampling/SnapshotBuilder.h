@@ -108,8 +108,7 @@ private:
     Parts parts_;
     SamplingExecutor& executor_;
     std::unique_ptr<Latest> latest_;  // last good system figures
-    ProcessMath::ReadingsByPID previous_;
-    std::vector<int32_t> currentPIDs_;  // kept to reuse its storage
+    ProcessMath::Baselines previous_;  // storage reused from pass to pass
     ProcessMath::GPUTimeByPID previousGPU_;
     ProcessNetworkMath::CountersByPID previousNetwork_;
     uint64_t networkGeneration_ = 0;

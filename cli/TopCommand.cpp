@@ -27,6 +27,7 @@
 #include "Sampling/SnapshotBuilder.h"
 #include "cli/CommandLogSink.h"
 #include "cli/Format.h"
+#include "cli/ProcessHeap.h"
 #include "cli/TerminationView.h"
 #include "cli/CommandRegistry.h"
 #include "cli/SamplingSession.h"
@@ -244,6 +245,7 @@ void run(const TopOptions& options) {
         writeAll(bytes.data(), bytes.size());
     };
     redraw();
+    trimProcessHeap();
     auto next = std::chrono::steady_clock::now() + interval;
     bool quit = false;
     while (!quit) {
@@ -281,6 +283,7 @@ void run(const TopOptions& options) {
             if (snapshot.interval != Duration::zero()) history.observe(snapshot.system);
             strain = strainTracker.observe(snapshot);
             redraw();
+            trimProcessHeap();
             next += interval;
             if (std::chrono::steady_clock::now() > next) next = std::chrono::steady_clock::now() + interval;
         }

@@ -126,16 +126,19 @@ NetworkStatisticsMonitor::Functions SocketDiagStatistics::functions() {
 void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) {
     std::lock_guard lock(mutex_);
     observed_ = true;
-    std::unordered_map<int32_t, std::pair<Date, Duration>> seen;
-    seen.reserve(readings.size());
+    auto byPID = [](const Seen& a, const Seen& b) { return a.pid < b.pid; };
     for (const auto& reading : readings) {
-        auto before = lastSeen_.find(reading.pid);
-        const bool ran = before == lastSeen_.end() || before->second.first != reading.startTime ||
-                         before->second.second != reading.cpuTime;
+        Seen now{reading.pid, reading.startTime, reading.cpuTime};
+        auto before = std::lower_bound(lastSeen_.begin(), lastSeen_.end(), now, byPID);
+        const bool ran = before == lastSeen_.end() || before->pid != reading.pid ||
+                         before->start != reading.startTime || before->cpuTime != reading.cpuTime;
         if (ran) ran_[reading.pid] = reading.uid;
-        seen.emplace(reading.pid, std::make_pair(reading.startTime, reading.cpuTime));
+        seen_.push_back(now);
     }
-    lastSeen_ = std::move(seen);
+    // Readings come in the kernel's table order, by pid already.
+    if (!std::is_sorted(seen_.begin(), seen_.end(), byPID)) std::stable_sort(seen_.begin(), seen_.end(), byPID);
+    lastSeen_.swap(seen_);
+    seen_.clear();
 }
 
 size_t SocketDiagStatistics::dumpsMade() {

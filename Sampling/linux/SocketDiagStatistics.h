@@ -113,7 +113,15 @@ private:
     SerialQueue* monitorQueue_ = nullptr;
     std::function<void(SourceRef)> added_;
     std::unordered_map<SourceRef, Blocks> blocks_;
-    std::unordered_map<int32_t, std::pair<Date, Duration>> lastSeen_;  // pid → (start, CPU time)
+    // What each process showed at the last pass, by pid: a flat vector
+    // rather than a map, since it holds every process of the machine.
+    struct Seen {
+        int32_t pid;
+        Date start;
+        Duration cpuTime;
+    };
+    std::vector<Seen> lastSeen_;
+    std::vector<Seen> seen_;  // the pass being observed; storage kept
     // The processes (pid → uid) that ran since the last query: one entry per
     // process however many passes come between, as in the helper, whose
     // clients may ask for samples and never for bytes.

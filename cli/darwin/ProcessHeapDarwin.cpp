@@ -5,4 +5,6 @@ namespace orv::cli {
 // macOS's malloc returns freed regions to the system by itself.
 void prepareProcessHeap() {}
 
+void trimProcessHeap() {}
+
 }  // namespace orv::cli

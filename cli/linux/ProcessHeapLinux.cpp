@@ -9,4 +9,6 @@ void prepareProcessHeap() {
     mallopt(M_MMAP_THRESHOLD, 64 * 1024);
 }
 
+void trimProcessHeap() { malloc_trim(0); }
+
 }  // namespace orv::cli

@@ -167,5 +167,46 @@ TEST_F(CgroupAppClassifierTest, ProcessesThatLeftAreDroppedFromTheCache) {
     EXPECT_EQ(classifier.cachedInstanceCount(), 1u);
 }
 
+
+TEST_F(CgroupAppClassifierTest, ProcessesOfOneIdentityShareIt) {
+    files.cgroups[100] = unified(apps + "app-gnome-org.gnome.Calculator-3121.scope");
+    files.cgroups[101] = unified(apps + "app-gnome-org.gnome.Calculator-3121.scope");
+    std::vector<ProcessReading> pass{reading(100, "calc"), reading(101, "calc-helper"), reading(102, "worker"),
+                                     reading(103, "worker"), reading(104, "make"), reading(35, "kworker/0:1", 2),
+                                     reading(36, "kworker/1:0", 2)};
+    auto identities = classifier.identify(pass);
+    EXPECT_EQ(classifier.cachedInstanceCount(), 7u);
+    EXPECT_EQ(classifier.sharedIdentityCount(), 4u);  // the app, two programs, the kernel
+    EXPECT_EQ(identities[100].id, "org.gnome.Calculator");
+    EXPECT_EQ(identities[101], identities[100]);
+    EXPECT_EQ(identities[103], AppIdentity::other("worker"));
+    EXPECT_EQ(identities[104], AppIdentity::other("make"));
+    EXPECT_EQ(identities[36], CgroupAppClassifier::kernel());
+}
+
+TEST_F(CgroupAppClassifierTest, AnAppAndItsTerminalSessionStayApart) {
+    // One app id, two kinds: the terminal's own process and a shell it runs.
+    files.cgroups[500] = unified(apps + "app-gnome-org.example.Editor-1.scope");
+    files.cgroups[501] = unified(apps + "app-org.example.Editor.slice/vte-spawn-94a2c6b1.scope");
+    auto identities = classifier.identify({reading(500, "editor"), reading(501, "bash")});
+    EXPECT_EQ(identities[500].id, "org.example.Editor");
+    EXPECT_EQ(identities[501].id, "org.example.Editor");
+    EXPECT_EQ(identities[500].kind, AppIdentity::Kind::app);
+    EXPECT_EQ(identities[501].kind, AppIdentity::Kind::terminal);
+    EXPECT_EQ(classifier.sharedIdentityCount(), 2u);
+}
+
+TEST_F(CgroupAppClassifierTest, SharedIdentitiesGoWithTheLastProcessHoldingThem) {
+    std::vector<ProcessReading> many;
+    for (int32_t pid = 1000; pid < 1400; ++pid) many.push_back(reading(pid, pid % 2 ? "odd" : "even"));
+    classifier.identify(many);
+    EXPECT_EQ(classifier.sharedIdentityCount(), 2u);
+    auto identities = classifier.identify({reading(1, "init", 0), reading(1001, "odd")});
+    EXPECT_EQ(classifier.cachedInstanceCount(), 2u);
+    EXPECT_EQ(classifier.sharedIdentityCount(), 2u);  // "init" and "odd"
+    EXPECT_EQ(identities[1001], AppIdentity::other("odd"));
+    EXPECT_EQ(identities[1], AppIdentity::other("init"));
+}
+
 }  // namespace
 }  // namespace orv

@@ -325,5 +325,68 @@ TEST(ProcessMath, CPUTimeIsCountedInWholeNanoseconds) {
     EXPECT_EQ(ProcessMath::cpuNanoseconds(Duration{-5}), 0u);
 }
 
+
+ProcessReading readingOf(int32_t ofPID, Duration cpu, uint64_t wakeups = 0) {
+    ProcessReading r = reading(longAgo, cpu, 0, 0, 0, wakeups);
+    r.pid = ofPID;
+    return r;
+}
+
+TEST(ProcessMath, KeptBaselinesAreSortedByPIDAndFoundByIt) {
+    ProcessMath::Baselines baselines;
+    ProcessMath::keepBaselines(baselines, {readingOf(30, Duration::seconds(3)), readingOf(10, Duration::seconds(1)),
+                                           readingOf(20, Duration::seconds(2))});
+    ASSERT_EQ(baselines.size(), 3u);
+    EXPECT_EQ(baselines[0].pid, 10);
+    EXPECT_EQ(baselines[1].pid, 20);
+    EXPECT_EQ(baselines[2].pid, 30);
+    const ProcessMath::Baseline* found = ProcessMath::findBaseline(baselines, 20);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->cpuTime, Duration::seconds(2));
+    EXPECT_EQ(found->startTime, longAgo);
+    EXPECT_EQ(ProcessMath::findBaseline(baselines, 15), nullptr);
+    EXPECT_EQ(ProcessMath::findBaseline(baselines, 31), nullptr);
+    EXPECT_EQ(ProcessMath::findBaseline(ProcessMath::Baselines{}, 10), nullptr);
+}
+
+TEST(ProcessMath, KeepingBaselinesReplacesThoseOfDepartedProcesses) {
+    ProcessMath::Baselines baselines;
+    ProcessMath::keepBaselines(baselines, {readingOf(10, Duration::seconds(1)), readingOf(20, Duration::seconds(2))});
+    ProcessMath::keepBaselines(baselines, {readingOf(20, Duration::seconds(5)), readingOf(40, Duration::seconds(4))});
+    ASSERT_EQ(baselines.size(), 2u);
+    EXPECT_EQ(ProcessMath::findBaseline(baselines, 10), nullptr);
+    ASSERT_NE(ProcessMath::findBaseline(baselines, 20), nullptr);
+    EXPECT_EQ(ProcessMath::findBaseline(baselines, 20)->cpuTime, Duration::seconds(5));
+    EXPECT_NE(ProcessMath::findBaseline(baselines, 40), nullptr);
+}
+
+TEST(ProcessMath, OfTwoReadingsOfOnePIDTheLastIsTheBaseline) {
+    ProcessMath::Baselines baselines;
+    ProcessMath::keepBaselines(baselines, {readingOf(20, Duration::seconds(1)), readingOf(10, Duration::seconds(9)),
+                                           readingOf(20, Duration::seconds(2))});
+    ASSERT_EQ(baselines.size(), 2u);
+    ASSERT_NE(ProcessMath::findBaseline(baselines, 20), nullptr);
+    EXPECT_EQ(ProcessMath::findBaseline(baselines, 20)->cpuTime, Duration::seconds(2));
+}
+
+TEST(ProcessMath, KeptBaselinesGiveTheSameSamplesAsWholeReadings) {
+    std::vector<ProcessReading> before{readingOf(10, Duration::seconds(1), 5), readingOf(20, Duration::seconds(2), 7)};
+    std::vector<ProcessReading> after{readingOf(20, Duration::milliseconds(2500), 9),
+                                      readingOf(10, Duration::milliseconds(1250), 6),
+                                      readingOf(30, Duration::seconds(3))};
+    Inputs in;
+    for (const auto& r : before) in.previous.emplace(r.pid, r);
+    in.current = after;
+    ProcessMath::Baselines baselines;
+    ProcessMath::keepBaselines(baselines, before);
+    auto kept = ProcessMath::samples(baselines, in.current, in.identities, in.previousGPU, in.currentGPU, in.elapsed,
+                                     now, in.cores, in.energy);
+    auto whole = in.run();
+    EXPECT_EQ(kept, whole);
+    ASSERT_EQ(kept.size(), 3u);
+    EXPECT_DOUBLE_EQ(kept[0].cpuPercent, 12.5);  // 0.5 s of one of four cores over 1 s
+    EXPECT_DOUBLE_EQ(kept[2].cpuPercent, 0.0);   // no baseline, not born in the interval
+}
+
 }  // namespace
 }  // namespace orv

@@ -251,5 +251,39 @@ TEST(ProcessSampler, SampleRunsOnTheSamplingExecutor) {
     EXPECT_FALSE(skipped[0].isComplete);
 }
 
+
+TEST(ProcessSampler, InstancesOfOneExecutableShareItsPath) {
+    Harness h;
+    auto workers = population(300, 1);
+    for (size_t i = 0; i < workers.size(); ++i) {
+        workers[i].path = i % 3 == 0 ? "/usr/sbin/nginx-with-a-long-enough-path" : "/usr/bin/php-fpm8.2-also-long";
+    }
+    workers.push_back(FakeProcessTablePort::process(9000, 1, "kworker"));  // no path
+    h.port->processes = workers;
+    auto readings = h.sampler.sampleNow();
+    ASSERT_EQ(readings.size(), 301u);
+    EXPECT_EQ(h.sampler.cachedIdentityCount(), 301u);
+    EXPECT_EQ(h.sampler.sharedPathCount(), 2u);
+    EXPECT_EQ(find(readings, 100)->executablePath, "/usr/sbin/nginx-with-a-long-enough-path");
+    EXPECT_EQ(find(readings, 101)->executablePath, "/usr/bin/php-fpm8.2-also-long");
+    EXPECT_EQ(find(readings, 9000)->executablePath, std::nullopt);
+    // A second pass reads the same paths from the cache.
+    EXPECT_EQ(h.sampler.sampleNow(), readings);
+}
+
+TEST(ProcessSampler, ASharedPathGoesWithTheLastInstanceHoldingIt) {
+    Harness h;
+    auto many = population(2100, 1);
+    for (size_t i = 0; i < many.size(); ++i) many[i].path = i < 1000 ? "/usr/bin/kept" : "/usr/bin/departed";
+    h.port->processes = many;
+    h.sampler.sampleNow();
+    EXPECT_EQ(h.sampler.sharedPathCount(), 2u);
+    h.port->processes.resize(1000);  // past twice the live population: pruned
+    auto readings = h.sampler.sampleNow();
+    EXPECT_EQ(h.sampler.cachedIdentityCount(), 1000u);
+    EXPECT_EQ(h.sampler.sharedPathCount(), 1u);
+    EXPECT_EQ(find(readings, 100)->executablePath, "/usr/bin/kept");
+}
+
 }  // namespace
 }  // namespace orv
