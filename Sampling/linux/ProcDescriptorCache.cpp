@@ -47,13 +47,7 @@ Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, Fi
     if (!fresh.valid()) return lastError();
     ssize_t n = ::pread(fresh.get(), buffer.data(), buffer.size(), 0);
     int error = n < 0 ? errno : 0;
-    if (kept_ < budget_) {
-        kept.fd_ = std::move(fresh);
-        kept.places_ = &kept_;
-        ++kept_;
-    } else if (closer_) {
-        closer_->close(fresh.release());
-    }
+    adopt(files, file, std::move(fresh));
     if (n < 0) return errorFrom(error);
     return std::string_view(buffer.data(), size_t(n));
 }
