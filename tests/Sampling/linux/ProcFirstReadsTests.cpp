@@ -116,14 +116,23 @@ LinuxProcessTablePort::Options optionsFor(const TempDir& root, const RecordingOp
     return options;
 }
 
+// A proc tree of `count` processes of every kind from pid 100, with the
+// log that the stats that do not decode write to.
+struct ManyKinds {
+    explicit ManyKinds(int count) {
+        writeInit(root);
+        writeManyKinds(root, 100, count);
+    }
+    ScopedLogCapture log;
+    TempDir root;
+};
+
 class ProcFirstReadsPasses : public ::testing::TestWithParam<bool> {};
 
 TEST_P(ProcFirstReadsPasses, ReadersGiveTheReadingsOfAPassReadAlone) {
-    ScopedLogCapture log;  // the stats that do not decode
     const bool keep = GetParam();
-    TempDir root;
-    writeInit(root);
-    writeManyKinds(root, 100, 300);
+    ManyKinds table(300);
+    TempDir& root = table.root;
     RecordingOpen serialOpen, parallelOpen;
     CountingSampler serial(optionsFor(root, serialOpen, 0, keep));
     CountingSampler parallel(optionsFor(root, parallelOpen, 4, keep));
@@ -168,10 +177,8 @@ INSTANTIATE_TEST_SUITE_P(OneAndMany, ProcFirstReadsPasses, ::testing::Values(fal
                          [](const auto& info) { return info.param ? "ManyPasses" : "OnePass"; });
 
 TEST(ProcFirstReads, OnlyAPassThatMeetsManyNewProcessesUsesReaders) {
-    ScopedLogCapture log;  // the stats that do not decode
-    TempDir root;
-    writeInit(root);
-    writeManyKinds(root, 100, 100);
+    ManyKinds table(100);
+    TempDir& root = table.root;
     RecordingOpen open;
     CountingSampler sampler(optionsFor(root, open, 2, true));
     const auto self = std::this_thread::get_id();
@@ -197,10 +204,8 @@ TEST(ProcFirstReads, OnlyAPassThatMeetsManyNewProcessesUsesReaders) {
 }
 
 TEST(ProcFirstReads, NoReadersReadsOnTheSamplingThreadAlone) {
-    ScopedLogCapture log;  // the stats that do not decode
-    TempDir root;
-    writeInit(root);
-    writeManyKinds(root, 100, 100);
+    ManyKinds table(100);
+    TempDir& root = table.root;
     RecordingOpen open;
     CountingSampler sampler(optionsFor(root, open, 0, false));
     sampler.pass();
@@ -208,10 +213,8 @@ TEST(ProcFirstReads, NoReadersReadsOnTheSamplingThreadAlone) {
 }
 
 TEST(ProcFirstReads, ReadersKeepNoMoreDescriptorsThanTheBudget) {
-    ScopedLogCapture log;  // the stats that do not decode
-    TempDir root;
-    writeInit(root);
-    writeManyKinds(root, 100, 200);
+    ManyKinds table(200);
+    TempDir& root = table.root;
     RecordingOpen serialOpen, parallelOpen;
     auto serialOptions = optionsFor(root, serialOpen, 0, true);
     auto parallelOptions = optionsFor(root, parallelOpen, 4, true);
