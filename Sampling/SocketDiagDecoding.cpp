@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "core/ByteDecoding.h"
@@ -105,6 +106,61 @@ std::array<uint8_t, SocketDiagDecoding::tcpRequestSize> SocketDiagDecoding::tcpD
     request[3] = withInfo ? uint8_t(1u << (infoAttribute - 1)) : 0;
     std::memcpy(request.data() + 4 + 48, &stateMask, sizeof stateMask);
     return request;
+}
+
+std::array<uint8_t, SocketDiagDecoding::requestSize> SocketDiagDecoding::lookupRequest(const InetSocket& socket,
+                                                                                     bool withInfo) {
+    // Every state: the socket is asked for by its identity, whatever it is
+    // doing now.
+    auto request = dumpRequest(socket.family, 0xffffffffu, withInfo);
+    // struct inet_diag_sockid follows the 8-byte head; ports in network order.
+    constexpr size_t id = 8;
+    const uint16_t localPort = htons(socket.localPort), remotePort = htons(socket.remotePort);
+    std::memcpy(request.data() + id + sourcePortOffset - 4, &localPort, 2);
+    std::memcpy(request.data() + id + destinationPortOffset - 4, &remotePort, 2);
+    std::memcpy(request.data() + id + sourceAddressOffset - 4, socket.localAddress.data(), 16);
+    std::memcpy(request.data() + id + destinationAddressOffset - 4, socket.remoteAddress.data(), 16);
+    std::memcpy(request.data() + id + interfaceOffset - 4, &socket.interfaceIndex, 4);
+    const uint32_t cookie[2] = {uint32_t(socket.cookie), uint32_t(socket.cookie >> 32)};
+    std::memcpy(request.data() + id + cookieOffset - 4, cookie, sizeof cookie);
+    return request;
+}
+
+Result<void> SocketDiagDecoding::lookupAnswers(std::span<const uint8_t> datagram, std::vector<LookupAnswer>& out) {
+    size_t offset = 0;
+    const size_t before = out.size();
+    auto fail = [&](std::error_code error) -> Result<void> {
+        out.resize(before);
+        return error;
+    };
+    while (datagram.size() - offset >= NetlinkDecoding::headerSize) {
+        const auto length = loadNative<uint32_t>(datagram, offset);
+        const auto type = loadNative<uint16_t>(datagram, offset + 4);
+        const auto sequence = loadNative<uint32_t>(datagram, offset + 8);
+        if (!length || !type || !sequence || *length < NetlinkDecoding::headerSize ||
+            *length > datagram.size() - offset) {
+            return fail(NetlinkDecoding::malformed());
+        }
+        auto payload = datagram.subspan(offset + NetlinkDecoding::headerSize, *length - NetlinkDecoding::headerSize);
+        offset += std::min(NetlinkDecoding::align4(*length), datagram.size() - offset);
+        if (*type == NetlinkDecoding::errorType) {
+            // struct nlmsgerr starts with the negative errno.
+            const auto error = loadNative<int32_t>(payload, 0);
+            if (!error) return fail(NetlinkDecoding::malformed());
+            if (*error == -ENOENT || *error == -ESTALE) {
+                out.push_back({*sequence, std::nullopt});
+                continue;
+            }
+            if (*error >= 0 || *error == INT32_MIN) return fail(errorFrom(EPROTO));
+            return fail(errorFrom(-*error));
+        }
+        if (*type != byFamilyType) continue;
+        auto decoded = socket(payload);
+        if (!decoded) return fail(NetlinkDecoding::malformed());
+        out.push_back({*sequence, std::move(decoded)});
+    }
+    if (offset != datagram.size()) return fail(NetlinkDecoding::malformed());
+    return {};
 }
 
 std::vector<uint8_t> SocketDiagDecoding::nonLoopbackFilter() {

@@ -90,6 +90,27 @@ struct SocketDiagDecoding {
     // its whole connection table for each.
     static std::array<uint8_t, tcpRequestSize> tcpDumpRequest(uint32_t stateMask, bool withInfo);
 
+    // The bytes of an inet_diag_req_v2 that asks for the one socket
+    // `socket` names (its family, ports, addresses, bound device and
+    // cookie), with its tcp_info when `withInfo`: the kernel finds it
+    // through its hash, without walking its table, and refuses it with
+    // ESTALE when another socket has taken that address since.
+    static std::array<uint8_t, requestSize> lookupRequest(const InetSocket& socket, bool withInfo);
+
+    // The kernel's answer to one lookup: the socket, or none (an
+    // NLMSG_ERROR with ENOENT or ESTALE: no such socket any more).
+    struct LookupAnswer {
+        uint32_t sequence = 0;
+        std::optional<InetSocket> socket;
+
+        friend bool operator==(const LookupAnswer&, const LookupAnswer&) = default;
+    };
+    // Appends the answers in `datagram`. Another errno, or a message that
+    // does not decode, fails the whole datagram (malformed() for the
+    // latter): an answer that cannot be read cannot be told from one that
+    // was never sent.
+    static Result<void> lookupAnswers(std::span<const uint8_t> datagram, std::vector<LookupAnswer>& out);
+
     static constexpr uint16_t bytecodeAttribute = 1;  // INET_DIAG_REQ_BYTECODE
     static constexpr uint8_t jumpOp = 1;              // INET_DIAG_BC_JMP
     static constexpr uint8_t destinationOp = 8;       // INET_DIAG_BC_D_COND

@@ -14,19 +14,24 @@ std::optional<TcpSegmentCounters> TcpSegmentCounters::decode(std::string_view sn
         }
         // The values, in the order of the names.
         std::string_view nameRest = names->substr(4), valueRest = line.substr(4);
-        std::optional<uint64_t> received, sent;
+        std::optional<uint64_t> received, sent, activeOpens, passiveOpens;
         for (;;) {
             nameRest = TextDecoding::trimStart(nameRest);
             valueRest = TextDecoding::trimStart(valueRest);
             if (nameRest.empty() || valueRest.empty()) break;
             const auto name = TextDecoding::takeUntil(nameRest, ' ');
             const auto value = TextDecoding::takeUntil(valueRest, ' ');
-            // MaxConn is -1; only the two wanted fields are read as numbers.
-            if (name == "InSegs") received = TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(value));
-            if (name == "OutSegs") sent = TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(value));
+            // MaxConn is -1; only the wanted fields are read as numbers.
+            auto number = [&] { return TextDecoding::parseNumber<uint64_t>(TextDecoding::trim(value)); };
+            if (name == "InSegs") received = number();
+            if (name == "OutSegs") sent = number();
+            if (name == "ActiveOpens") activeOpens = number();
+            if (name == "PassiveOpens") passiveOpens = number();
         }
         if (!received || !sent) return std::nullopt;
-        return TcpSegmentCounters{*received, *sent};
+        TcpSegmentCounters counters{*received, *sent, std::nullopt};
+        if (activeOpens && passiveOpens) counters.opened = *activeOpens + *passiveOpens;
+        return counters;
     }
     return std::nullopt;
 }

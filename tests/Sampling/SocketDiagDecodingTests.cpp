@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <cstring>
 
 #include "Sampling/SocketDiagDecoding.h"
@@ -192,6 +193,79 @@ TEST(SocketDiagDecoding, TheOlderRequestsAnswersAreReadAndOtherTypesSkipped) {
     ASSERT_TRUE(SocketDiagDecoding::sockets(datagram, 6, out));
     ASSERT_EQ(out.size(), 1u);
     EXPECT_EQ(out[0].cookie, established().cookie);
+}
+
+TEST(SocketDiagDecoding, ALookupNamesTheSocketByTheIdentityItsDumpGave) {
+    for (auto s : {established(), [] {
+             auto v6 = established();
+             v6.family = 10;
+             v6.local = {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2};
+             v6.remote = {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+             v6.interfaceIndex = 3;
+             return v6;
+         }()}) {
+        const auto payload = test::diagPayload(s);
+        auto socket = SocketDiagDecoding::socket(payload);
+        ASSERT_TRUE(socket);
+        auto request = SocketDiagDecoding::lookupRequest(*socket, true);
+        EXPECT_EQ(request[0], s.family);
+        EXPECT_EQ(request[1], 6);
+        EXPECT_EQ(request[2], 1 << 1);  // INET_DIAG_INFO
+        uint32_t states;
+        std::memcpy(&states, request.data() + 4, 4);
+        EXPECT_EQ(states, 0xffffffffu);
+        // The request's inet_diag_sockid (after its 8-byte head) is the
+        // message's (after its 4-byte head), byte for byte: ports, addresses,
+        // bound device and cookie as the kernel wrote them.
+        EXPECT_TRUE(std::equal(request.begin() + 8, request.end(), payload.begin() + 4)) << int(s.family);
+        EXPECT_EQ(SocketDiagDecoding::lookupRequest(*socket, false)[2], 0);
+    }
+}
+
+TEST(SocketDiagDecoding, LookupAnswersAreSocketsOrGoneByTheirSequence) {
+    auto second = established();
+    second.cookie = 77;
+    std::vector<uint8_t> datagram = test::diagMessage(established(), 10);
+    test::append(datagram, test::netlinkError(-ENOENT, 11));
+    test::append(datagram, test::netlinkError(-ESTALE, 12));  // another socket has its address now
+    test::append(datagram, test::netlinkMessage(19, 13, {}));  // not an answer: skipped
+    test::append(datagram, test::diagMessage(second, 14));
+    std::vector<SocketDiagDecoding::LookupAnswer> answers;
+    ASSERT_TRUE(SocketDiagDecoding::lookupAnswers(datagram, answers));
+    ASSERT_EQ(answers.size(), 4u);
+    EXPECT_EQ(answers[0].sequence, 10u);
+    ASSERT_TRUE(answers[0].socket);
+    EXPECT_EQ(answers[0].socket->bytesReceived, 5'000'000'000ull);
+    EXPECT_EQ(answers[1], (SocketDiagDecoding::LookupAnswer{11, std::nullopt}));
+    EXPECT_EQ(answers[2], (SocketDiagDecoding::LookupAnswer{12, std::nullopt}));
+    EXPECT_EQ(answers[3].sequence, 14u);
+    ASSERT_TRUE(answers[3].socket);
+    EXPECT_EQ(answers[3].socket->cookie, 77u);
+}
+
+TEST(SocketDiagDecoding, ALookupDatagramThatCannotBeReadWhollyFailsAndAddsNothing) {
+    std::vector<SocketDiagDecoding::LookupAnswer> answers;
+    auto refused = test::diagMessage(established(), 20);
+    test::append(refused, test::netlinkError(-EPERM, 21));
+    auto failed = SocketDiagDecoding::lookupAnswers(refused, answers);
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error(), std::errc::operation_not_permitted);
+    EXPECT_TRUE(answers.empty());
+
+    auto broken = test::diagPayload(established());
+    broken.resize(40);
+    auto undecodable = test::diagMessage(established(), 22);
+    test::append(undecodable, test::netlinkMessage(20, 23, broken));
+    auto malformed = SocketDiagDecoding::lookupAnswers(undecodable, answers);
+    ASSERT_FALSE(malformed);
+    EXPECT_EQ(malformed.error(), NetlinkDecoding::malformed());
+    EXPECT_TRUE(answers.empty());
+
+    auto cut = test::diagMessage(established(), 24);
+    cut.resize(cut.size() - 30);
+    EXPECT_FALSE(SocketDiagDecoding::lookupAnswers(cut, answers));
+    EXPECT_FALSE(SocketDiagDecoding::lookupAnswers(test::netlinkError(0, 25), answers));  // an ack, never asked for
+    EXPECT_TRUE(answers.empty());
 }
 
 }  // namespace

@@ -23,6 +23,20 @@ TEST(TcpSegmentCounters, ReadsInSegsAndOutSegsByTheirNames) {
     EXPECT_EQ(counters->sent, 541914u);
 }
 
+TEST(TcpSegmentCounters, ConnectionsMadeAreActivePlusPassiveOpens) {
+    auto counters = TcpSegmentCounters::decode(snmp);
+    ASSERT_TRUE(counters);
+    EXPECT_EQ(counters->opened, std::optional<uint64_t>(67845u + 41048u));
+    // Without either count the segments still stand, and the opens are unknown.
+    auto partial = TcpSegmentCounters::decode("Tcp: ActiveOpens InSegs OutSegs\nTcp: 5 1 2\n");
+    ASSERT_TRUE(partial);
+    EXPECT_EQ(partial->received, 1u);
+    EXPECT_FALSE(partial->opened);
+    auto unreadable = TcpSegmentCounters::decode("Tcp: ActiveOpens PassiveOpens InSegs OutSegs\nTcp: 5 x 1 2\n");
+    ASSERT_TRUE(unreadable);
+    EXPECT_FALSE(unreadable->opened);
+}
+
 TEST(TcpSegmentCounters, FieldsAreFoundWhereverTheNamesPutThem) {
     auto counters = TcpSegmentCounters::decode("Tcp: OutSegs MaxConn InSegs\nTcp: 7 -1 18446744073709551615\n");
     ASSERT_TRUE(counters);

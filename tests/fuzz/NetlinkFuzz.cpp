@@ -1,5 +1,6 @@
 // rtnetlink dumps (links, statistics, routes) and socket-diagnostics
-// messages; the first byte picks which.
+// messages (dumps, notifications and lookup answers); the first byte
+// picks which.
 #include <vector>
 
 #include "Sampling/NetlinkDecoding.h"
@@ -31,6 +32,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             size_t skipped = 0;
             (void)orv::SocketDiagDecoding::sockets(datagram, std::nullopt, out, &skipped);
             (void)orv::SocketDiagDecoding::socket(datagram);
+            std::vector<orv::SocketDiagDecoding::LookupAnswer> answers;
+            if (orv::SocketDiagDecoding::lookupAnswers(datagram, answers)) {
+                // What was read asks again as it was answered.
+                for (const auto& answer : answers) {
+                    if (answer.socket) (void)orv::SocketDiagDecoding::lookupRequest(*answer.socket, true);
+                }
+            }
             break;
         }
     }
