@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <algorithm>
 
 namespace orv {
 
@@ -44,6 +45,7 @@ static_assert(SKNLGRP_INET_TCP_DESTROY == SocketDiagDecoding::tcp4DestroyGroup);
 static_assert(SKNLGRP_INET6_TCP_DESTROY == SocketDiagDecoding::tcp6DestroyGroup);
 static_assert(INET_DIAG_REQ_BYTECODE == SocketDiagDecoding::bytecodeAttribute);
 static_assert(INET_DIAG_BC_JMP == SocketDiagDecoding::jumpOp && INET_DIAG_BC_D_COND == SocketDiagDecoding::destinationOp);
+static_assert(offsetof(inet_diag_req_v2, id) == 8 && offsetof(inet_diag_req_v2, idiag_states) == 4);
 static_assert(sizeof(inet_diag_bc_op) == 4 && sizeof(inet_diag_hostcond) == 8);
 
 namespace {
@@ -148,6 +150,64 @@ Result<void> SocketDiagSocket::dumpFamily(uint8_t family, uint32_t stateMask, bo
         if (!step) return failed(step.error());
         if (*step == NetlinkDecoding::Step::done) return {};
     }
+}
+
+Result<std::vector<std::optional<InetSocket>>> SocketDiagSocket::lookUp(std::span<const InetSocket> sockets,
+                                                                       bool withInfo) {
+    std::vector<std::optional<InetSocket>> found(sockets.size());
+    if (sockets.empty()) return found;
+    if (!dumps_) {
+        auto opened = openSocket();
+        if (!opened) return opened.error();
+        dumps_ = *opened;
+    }
+    if (receive_.size() != receiveSize) receive_.resize(receiveSize);
+    auto failed = [&](std::error_code error) -> Result<std::vector<std::optional<InetSocket>>> {
+        // Answers still on their way would meet the next request.
+        resetDumps();
+        return error;
+    };
+    // The kernel takes every request of a datagram in turn and queues one
+    // answer for each (about 1 KiB of the receive buffer with its tcp_info):
+    // batches small enough that the answers never overflow the buffer,
+    // whose overflow would drop them unseen.
+    constexpr size_t batch = 64;
+    constexpr size_t messageSpace = NLMSG_SPACE(SocketDiagDecoding::requestSize);
+    std::vector<uint8_t> requests(batch * messageSpace);
+    std::vector<SocketDiagDecoding::LookupAnswer> answers;
+    for (size_t first = 0; first < sockets.size(); first += batch) {
+        const size_t count = std::min(batch, sockets.size() - first);
+        const uint32_t base = sequence_ + 1;
+        sequence_ += uint32_t(count);
+        std::fill(requests.begin(), requests.end(), 0);
+        for (size_t i = 0; i < count; ++i) {
+            nlmsghdr* header = mnl_nlmsg_put_header(requests.data() + i * messageSpace);
+            header->nlmsg_type = SOCK_DIAG_BY_FAMILY;
+            header->nlmsg_flags = NLM_F_REQUEST;
+            header->nlmsg_seq = base + uint32_t(i);
+            const auto body = SocketDiagDecoding::lookupRequest(sockets[first + i], withInfo);
+            std::memcpy(mnl_nlmsg_put_extra_header(header, body.size()), body.data(), body.size());
+        }
+        if (mnl_socket_sendto(dumps_, requests.data(), count * messageSpace) < 0) return failed(lastError());
+        size_t answered = 0;
+        std::vector<bool> seen(count, false);
+        while (answered < count) {
+            ssize_t got = mnl_socket_recvfrom(dumps_, receive_.data(), receive_.size());
+            if (got < 0) return failed(lastError());
+            answers.clear();
+            auto decoded =
+                SocketDiagDecoding::lookupAnswers(std::span<const uint8_t>(receive_.data(), size_t(got)), answers);
+            if (!decoded) return failed(decoded.error());
+            for (auto& answer : answers) {
+                const uint32_t index = answer.sequence - base;
+                if (index >= count || seen[index]) continue;  // another request's, or again
+                seen[index] = true;
+                ++answered;
+                found[first + index] = std::move(answer.socket);
+            }
+        }
+    }
+    return found;
 }
 
 Result<void> SocketDiagSocket::watchDestroyed() {

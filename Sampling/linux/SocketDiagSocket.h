@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -39,6 +40,13 @@ public:
     // that refuses it is asked without it from then on.
     Result<std::vector<InetSocket>> dumpTCP(uint32_t stateMask, bool withInfo, size_t* skipped = nullptr,
                                             std::span<const uint8_t> filter = {});
+
+    // The sockets `sockets` name (SocketDiagDecoding::lookupRequest), each
+    // found through the kernel's hash rather than a walk of its table, with
+    // its tcp_info when `withInfo`: one entry per socket asked for, in
+    // order, absent for one that is gone. A lookup costs a few
+    // microseconds, so a few hundred cost less than one dump's walk.
+    Result<std::vector<std::optional<InetSocket>>> lookUp(std::span<const InetSocket> sockets, bool withInfo);
 
     // Joins the TCP destroy groups of both families (once).
     Result<void> watchDestroyed();

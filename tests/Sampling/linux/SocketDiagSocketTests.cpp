@@ -131,6 +131,57 @@ TEST(SocketDiagSocketLive, AnEstablishedPairCarriesItsByteCountsAndIsLoopback) {
     EXPECT_EQ(accepted->bytesReceived, 100'000u);
 }
 
+TEST(SocketDiagSocketLive, LookupsAnswerEverySocketInOrderAndNoneForOneGoneOrReplaced) {
+    uint16_t port = 0;
+    auto listener = loopbackSocket(port);
+    ASSERT_EQ(::listen(listener.get(), 256), 0);
+    // More than one batch of requests.
+    std::vector<FileDescriptor> clients, servers;
+    for (int i = 0; i < 150; ++i) {
+        clients.push_back(connectedTo(port));
+        ASSERT_TRUE(clients.back()) << i;
+        servers.emplace_back(::accept(listener.get(), nullptr, nullptr));
+    }
+    ASSERT_EQ(::send(clients[7].get(), "twelve bytes", 12, 0), 12);
+    std::vector<char> sink(12);
+    ASSERT_EQ(::recv(servers[7].get(), sink.data(), sink.size(), MSG_WAITALL), 12);
+    SocketDiagSocket diag;
+    auto dumped = diag.dumpTCP(SocketDiagSocket::connectedStates, true);
+    ASSERT_TRUE(dumped);
+    std::vector<InetSocket> wanted;
+    for (const auto& client : clients) {
+        const uint64_t inode = inodeOf(client.get());
+        auto found = std::find_if(dumped->begin(), dumped->end(), [&](const InetSocket& s) { return s.inode == inode; });
+        ASSERT_NE(found, dumped->end());
+        wanted.push_back(*found);
+    }
+    // One closed (its server end too, so nothing is left at its address
+    // but TIME_WAIT), and one asked for with a cookie not its own.
+    clients[3].reset();
+    servers[3].reset();
+    wanted[5].cookie ^= 1;
+    auto answers = diag.lookUp(wanted, true);
+    ASSERT_TRUE(answers);
+    ASSERT_EQ(answers->size(), wanted.size());
+    for (size_t i = 0; i < wanted.size(); ++i) {
+        if (i == 3) {
+            // Gone, or TIME_WAIT, which has no inode.
+            EXPECT_TRUE(!(*answers)[i] || (*answers)[i]->inode == 0) << i;
+            continue;
+        }
+        if (i == 5) {
+            EXPECT_FALSE((*answers)[i]) << i;
+            continue;
+        }
+        ASSERT_TRUE((*answers)[i]) << i;
+        EXPECT_EQ((*answers)[i]->cookie, wanted[i].cookie) << i;
+        EXPECT_EQ((*answers)[i]->inode, wanted[i].inode) << i;
+    }
+    EXPECT_EQ((*answers)[7]->bytesAcked, 13u);  // the SYN's byte and the twelve
+    // The socket stays usable for dumps after lookups.
+    EXPECT_TRUE(diag.dumpTCP(SocketDiagSocket::connectedStates, false));
+}
+
 TEST(SocketDiagSocketLive, TheKernelLeavesOutLoopbackPeersWhenFiltered) {
     uint16_t port = 0;
     auto listener = loopbackSocket(port);
