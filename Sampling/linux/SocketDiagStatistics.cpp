@@ -146,6 +146,11 @@ size_t SocketDiagStatistics::dumpsMade() {
     return dumpsMade_;
 }
 
+size_t SocketDiagStatistics::socketsLookedUp() {
+    std::lock_guard lock(mutex_);
+    return socketsLookedUp_;
+}
+
 size_t SocketDiagStatistics::processesToLookAt() {
     std::lock_guard lock(mutex_);
     return ran_.size();
@@ -248,6 +253,21 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
     }
 }
 
+std::optional<std::vector<SocketDiagStatistics::SourceRef>> SocketDiagStatistics::lookupCandidates() {
+    std::vector<SourceRef> candidates;
+    std::lock_guard lock(mutex_);
+    for (const auto& [source, known] : known_) {
+        // Loopback sockets are never counted, and one without an owner is
+        // not described: neither needs its counts.
+        if (known.pid == 0 || known.loopback || known.unseen != 0) continue;
+        // Without word of which processes ran, any of them may have.
+        if (!known.moved && observed_ && !ran_.contains(known.pid)) continue;
+        if (candidates.size() == lookupLimit) return std::nullopt;
+        candidates.push_back(source);
+    }
+    return candidates;
+}
+
 void SocketDiagStatistics::query(bool, std::function<void()> done) {
     // A socket a dump shows for the first time was made since the last
     // pass (with a dump or without: its SYN moved the counters), so the
@@ -257,9 +277,34 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
         ran_.clear();
         if (monitorQueue_) monitorQueue_->async(std::move(done));
     };
-    const bool dumping =
-        gate_.mustDump(options_.tcpSegments ? options_.tcpSegments() : std::nullopt);
+    const auto pass = gate_.next(options_.tcpSegments ? options_.tcpSegments() : std::nullopt);
+    bool dumping = pass == TcpTrafficGate::Pass::dump;
     std::vector<InetSocket> dumped;
+    // A lookup pass: the sockets that may have moved, and what the kernel
+    // says of each (absent: gone since, its end announced or taken as is
+    // at the next dump).
+    std::vector<SourceRef> lookedUp;
+    std::vector<std::optional<InetSocket>> answers;
+    if (pass == TcpTrafficGate::Pass::lookUp) {
+        auto candidates = lookupCandidates();
+        std::optional<std::vector<std::optional<InetSocket>>> found;
+        if (candidates) {
+            std::vector<InetSocket> identities;
+            identities.reserve(candidates->size());
+            for (SourceRef source : *candidates) identities.push_back(known_.at(source).identity);
+            if (auto result = diag_.lookUp(identities, true)) found = std::move(*result);
+        }
+        if (found) {
+            lookedUp = std::move(*candidates);
+            answers = std::move(*found);
+            std::lock_guard lock(mutex_);
+            socketsLookedUp_ += lookedUp.size();
+        } else {
+            // Too many to look up, or the lookups failed: a dump serves.
+            gate_.dumpedInstead();
+            dumping = true;
+        }
+    }
     if (dumping) {
         static const std::vector<uint8_t> filter = SocketDiagDecoding::nonLoopbackFilter();
         auto result = diag_.dumpTCP(SocketDiagSocket::connectedStates, true, nullptr, filter);
@@ -292,6 +337,9 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
         present.insert(socket.cookie);
         auto [known, inserted] = known_.try_emplace(socket.cookie);
         if (inserted) {
+            known->second.identity = socket;
+            known->second.identity.bytesReceived.reset();
+            known->second.identity.bytesAcked.reset();
             known->second.inode = socket.inode;
             known->second.uid = socket.uid;
             known->second.loopback = socket.isLoopback();
@@ -299,6 +347,16 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
             if (added_ && monitorQueue_) monitorQueue_->async([added = added_, source = socket.cookie] { added(source); });
         }
         current.push_back(&socket);
+    }
+    for (size_t i = 0; i < lookedUp.size(); ++i) {
+        const auto& answer = answers[i];
+        // TIME_WAIT answers for the address of a socket that closed: no
+        // inode, no process, and its bytes were counted while it had one.
+        if (answer && answer->inode != 0 && !closed.contains(lookedUp[i])) {
+            current.push_back(&*answer);
+        } else {
+            known_.at(lookedUp[i]).moved = false;
+        }
     }
     // Its owner ran in the pass that saw it appear, or the one before:
     // after a few passes unfound, it is one we cannot see (another
@@ -323,6 +381,7 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
             // Counts never go backwards, so an unchanged count is not sent.
             deliver(source, false, Values{std::nullopt, std::nullopt, int64_t(rx), int64_t(tx), std::nullopt});
         }
+        known.moved = rx != known.rx || tx != known.tx;
         known.rx = rx;
         known.tx = tx;
     };

@@ -14,6 +14,7 @@
 #include "Sampling/ProcessNetworkSampler.h"
 #include "Sampling/linux/SocketDiagStatistics.h"
 #include "Sampling/TcpSegmentCounters.h"
+#include "Sampling/TcpTrafficGate.h"
 #include "core/FileDescriptor.h"
 #include "core/FileReading.h"
 #include "support/NetworkNamespace.h"
@@ -77,6 +78,8 @@ void awaitAcknowledged(int fd) {
     }
 }
 
+struct GatedAccounting;
+
 class ProcessNetworkSamplerLive : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -98,6 +101,25 @@ protected:
 
     NetworkBytesByPID query(ProcessNetworkSampler& sampler) {
         sampler.observe(us());
+        return cumulative(sampler);
+    }
+    // Counters that moved for a new connection made just before, then the
+    // passes that settle them: the connection's, a dump the pass after,
+    // and a pass that keeps the counts.
+    void settleAfterConnecting(GatedAccounting& accounting);
+
+    // A query after a pass in which our process did not run: its reading is
+    // the last one's.
+    NetworkBytesByPID queryAsleep(ProcessNetworkSampler& sampler) {
+        ProcessReading reading;
+        reading.pid = ::getpid();
+        reading.uid = ::getuid();
+        reading.cpuTime = Duration::seconds(ticks_);
+        sampler.observe({reading});
+        return cumulative(sampler);
+    }
+
+    NetworkBytesByPID cumulative(ProcessNetworkSampler& sampler) {
         auto bytes = sampler.cumulativeBytes().get();
         EXPECT_TRUE(bytes);
         return bytes.value_or(NetworkBytesByPID{});
@@ -168,17 +190,21 @@ TEST_F(ProcessNetworkSamplerLive, LoopbackTrafficIsNotCounted) {
 
 // The accounting with TCP segment counters the test moves by hand: real
 // sockets and dumps, but the test says when traffic happened.
+// With `countsOpens`, the counters also say how many connections were made
+// (`opened`), so that passes with traffic may look sockets up.
 struct GatedAccounting {
     std::shared_ptr<uint64_t> moved = std::make_shared<uint64_t>(0);
+    std::shared_ptr<uint64_t> opened = std::make_shared<uint64_t>(0);
     std::shared_ptr<SocketDiagStatistics> statistics;
     std::unique_ptr<ProcessNetworkSampler> sampler;
 
-    GatedAccounting() {
+    explicit GatedAccounting(bool countsOpens = false) {
         SocketDiagStatistics::Options options;
         options.everyUser = SocketDiagStatistics::canReadEveryUser("/");
         options.uid = uint32_t(::getuid());
-        options.tcpSegments = [moved = moved]() -> std::optional<TcpSegmentCounters> {
-            return TcpSegmentCounters{*moved, 7};
+        options.tcpSegments = [moved = moved, opened = opened,
+                               countsOpens]() -> std::optional<TcpSegmentCounters> {
+            return TcpSegmentCounters{*moved, 7, countsOpens ? std::optional<uint64_t>(*opened) : std::nullopt};
         };
         statistics = SocketDiagStatistics::make(options);
         ProcessNetworkPort port;
@@ -246,6 +272,133 @@ TEST_F(ProcessNetworkSamplerLive, AClosedSocketsFinalBytesLandOnAPassWithoutADum
     ASSERT_TRUE(after.contains(::getpid()));
     EXPECT_NEAR(double(after.at(::getpid()).rx), 200'000, 1);
     EXPECT_NEAR(double(after.at(::getpid()).tx), 300'000, 1);
+}
+
+void ProcessNetworkSamplerLive::settleAfterConnecting(GatedAccounting& accounting) {
+    ++*accounting.moved;
+    ++*accounting.opened;
+    query(*accounting.sampler);
+    ++*accounting.moved;
+    query(*accounting.sampler);
+    query(*accounting.sampler);
+}
+
+TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsOfProcessesThatRan) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    settleAfterConnecting(accounting);
+    const size_t dumps = accounting.statistics->dumpsMade();
+    EXPECT_EQ(dumps, 4u);  // the first pass, the connection's, the one after it, the quiet one
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
+
+    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    auto bytes = query(*accounting.sampler);  // we ran: our socket is looked up
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
+    ASSERT_TRUE(bytes.contains(::getpid()));
+    EXPECT_EQ(bytes.at(::getpid()).tx, 300'000u);
+}
+
+TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEndsTheRound) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    settleAfterConnecting(accounting);
+    const size_t dumps = accounting.statistics->dumpsMade();
+
+    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
+    awaitAcknowledged(connection.get());
+    // Traffic, but our process did not run and the socket was quiet at its
+    // last look: nothing is looked up, and the bytes wait.
+    ++*accounting.moved;
+    auto waiting = queryAsleep(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
+    EXPECT_EQ(waiting[::getpid()], (NetworkByteCounts{0, 0}));
+    for (unsigned pass = 2; pass < TcpTrafficGate::lookUpPasses; ++pass) {
+        ++*accounting.moved;
+        (void)queryAsleep(*accounting.sampler);
+    }
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
+    ++*accounting.moved;
+    auto landed = queryAsleep(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps + 1);
+    ASSERT_TRUE(landed.contains(::getpid()));
+    EXPECT_EQ(landed.at(::getpid()).tx, 300'000u);
+}
+
+TEST_F(ProcessNetworkSamplerLive, ASocketThatMovedIsLookedUpAgainWhileItsProcessSleeps) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    settleAfterConnecting(accounting);
+    const size_t dumps = accounting.statistics->dumpsMade();
+
+    ASSERT_EQ(sendAll(connection.get(), 100'000), 100'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    ASSERT_EQ(query(*accounting.sampler).at(::getpid()).tx, 100'000u);
+    // Its process sleeps now, as one would while the kernel still sends
+    // what it wrote: the socket moved at its last look, so it is asked
+    // for again.
+    ASSERT_EQ(sendAll(connection.get(), 50'000), 50'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    auto again = queryAsleep(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 2u);
+    EXPECT_EQ(again.at(::getpid()).tx, 150'000u);
+    // Asked for once more, it has not moved: while its process sleeps it is
+    // not asked for again.
+    ++*accounting.moved;
+    (void)queryAsleep(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 3u);
+    ++*accounting.moved;
+    (void)queryAsleep(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 3u);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
+}
+
+TEST_F(ProcessNetworkSamplerLive, TooManySocketsToLookUpDumpInstead) {
+    // Both ends ours, on our own side of the pair: not loopback peers, so
+    // every one of the 600 sockets is counted, and all are our process's.
+    FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    ::inet_pton(AF_INET, net()->outsideAddress().c_str(), &address.sin_addr);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener.get(), 512), 0);
+    ASSERT_EQ(::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    std::vector<FileDescriptor> clients, accepted;
+    for (int i = 0; i < 300; ++i) {
+        clients.push_back(connectTo(net()->outsideAddress(), ntohs(address.sin_port)));
+        ASSERT_TRUE(clients.back()) << i;
+        accepted.emplace_back(::accept(listener.get(), nullptr, nullptr));
+        ASSERT_TRUE(accepted.back().valid()) << i;
+    }
+    settleAfterConnecting(accounting);
+    const size_t dumps = accounting.statistics->dumpsMade();
+    ASSERT_EQ(sendAll(clients.back().get(), 20'000), 20'000u);
+    awaitAcknowledged(clients.back().get());
+    ++*accounting.moved;
+    auto bytes = query(*accounting.sampler);  // we ran, and hold 600 sockets
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps + 1);
+    ASSERT_TRUE(bytes.contains(::getpid()));
+    EXPECT_EQ(bytes.at(::getpid()), (NetworkByteCounts{20'000, 20'000}));
 }
 
 }  // namespace
