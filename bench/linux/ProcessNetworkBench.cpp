@@ -204,7 +204,8 @@ struct Figures {
     double cpuPerPassMs = 0;
     double wallMedianMs = 0;
     size_t processes = 0;
-    size_t dumps = 0;  // of the measured passes
+    size_t dumps = 0;     // of the measured passes
+    size_t lookedUp = 0;  // sockets looked up one by one in them
     // Without accounting: the kernel's side, timed after each pass.
     double dumpMs = 0;
     double walkMs = 0;
@@ -234,18 +235,20 @@ std::vector<Figures> passes(const std::vector<Accounting>& modes, int count) {
         std::unique_ptr<orv::SnapshotBuilder> builder;
         std::vector<double> cpu, wall;
         size_t dumpsBefore = 0;
+        size_t lookedUpBefore = 0;
         size_t processes = 0;
     };
     std::vector<Run> runs;
     for (Accounting mode : modes) {
         auto parts = orv::SnapshotBuilder::machineParts();
-        Run run{mode, nullptr, nullptr, {}, {}, 0, 0};
+        Run run{mode, nullptr, nullptr, {}, {}, 0, 0, 0};
         if (mode == Accounting::off) parts.processNetwork = nullptr;
         else parts.processNetwork = accounting(mode == Accounting::everyDump, run.statistics);
         run.builder = std::make_unique<orv::SnapshotBuilder>(std::move(parts));
         run.builder->build();
         run.builder->build();  // every socket's owner found: the steady state
         run.dumpsBefore = run.statistics ? run.statistics->dumpsMade() : 0;
+        run.lookedUpBefore = run.statistics ? run.statistics->socketsLookedUp() : 0;
         runs.push_back(std::move(run));
     }
     std::vector<double> dumpMs, walkMs;
@@ -277,6 +280,7 @@ std::vector<Figures> passes(const std::vector<Accounting>& modes, int count) {
         f.wallMedianMs = median(run.wall);
         f.processes = run.processes;
         f.dumps = run.statistics ? run.statistics->dumpsMade() - run.dumpsBefore : 0;
+        f.lookedUp = run.statistics ? run.statistics->socketsLookedUp() - run.lookedUpBefore : 0;
         if (run.mode == Accounting::off && !dumpMs.empty()) f.dumpMs = median(dumpMs);
         if (run.mode == Accounting::off && !walkMs.empty()) f.walkMs = median(walkMs);
         figures.push_back(std::move(f));
@@ -360,9 +364,9 @@ int main(int argc, char** argv) {
     std::vector<pid_t> holding;
     for (size_t i = 0; i < holders; ++i) holding.push_back(startHolder(pairs, remote));
 
-    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %8s %8s %10s %10s\n", "processes", "sockets", "traffic",
-                "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "dump ms", "walk ms",
-                "command %", "btop %");
+    std::printf("%-10s %8s %-8s %10s %10s %10s %8s %10s %8s %7s %7s %8s %8s %10s %10s\n", "processes", "sockets",
+                "traffic", "pass ms", "every dump", "with acct", "added %", "pass wall", "before %", "dumps", "lookups",
+                "dump ms", "walk ms", "command %", "btop %");
     for (size_t size : sizes) {
         size_t live = liveProcessCount();
         auto children = startIdleChildren(size > live ? size - live : 0);
@@ -377,9 +381,11 @@ int main(int argc, char** argv) {
             if (!only.empty()) {
                 const Accounting mode = only == "off" ? Accounting::off : only == "every" ? Accounting::everyDump : Accounting::on;
                 Figures alone = passes({mode}, count)[0];
-                std::printf("%-10zu %8zu %-8s %s: %.2f ms CPU per pass, %.2f ms wall, %zu/%d dumped\n", alone.processes,
-                            tcpSocketCount(), active ? "active" : "idle", only.c_str(), alone.cpuPerPassMs,
-                            alone.wallMedianMs, alone.dumps, count);
+                std::printf("%-10zu %8zu %-8s %s: %.2f ms CPU per pass, %.2f ms wall, %zu/%d dumped, %.1f sockets "
+                            "looked up per pass\n",
+                            alone.processes, tcpSocketCount(), active ? "active" : "idle", only.c_str(),
+                            alone.cpuPerPassMs, alone.wallMedianMs, alone.dumps, count,
+                            double(alone.lookedUp) / count);
                 std::fflush(stdout);
                 stopChildren(talker);
                 continue;
@@ -396,11 +402,11 @@ int main(int argc, char** argv) {
             double share = cpu < 0 ? -1 : cpu / wall * 100;
             double btopPercent = btop ? btopShare(seconds) : -1;
             const std::string dumps = std::to_string(with.dumps) + "/" + std::to_string(count);
-            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %8.2f %8.2f %10s %10s\n",
+            std::printf("%-10zu %8zu %-8s %10.2f %10.2f %10.2f %8.1f %10.2f %8.1f %7s %7.1f %8.2f %8.2f %10s %10s\n",
                         with.processes, tcpSocketCount(), active ? "active" : "idle", without.cpuPerPassMs,
                         before.cpuPerPassMs, with.cpuPerPassMs, addedPercent(with, without), with.wallMedianMs,
                         addedPercent(before, everyPass[0]),
-                        dumps.c_str(), without.dumpMs, without.walkMs,
+                        dumps.c_str(), double(with.lookedUp) / count, without.dumpMs, without.walkMs,
                         share < 0 ? "failed" : std::to_string(share).substr(0, 5).c_str(),
                         btopPercent < 0 ? "-" : std::to_string(btopPercent).substr(0, 5).c_str());
             std::fflush(stdout);
@@ -419,7 +425,8 @@ int main(int argc, char** argv) {
                 "passes with and without accounting are taken in turn); every dump: with "
                 "accounting that dumps every socket each pass; with acct: the accounting as it runs; added %%: what it "
                 "adds, the median of the differences of passes taken side by side (before %%: what every dump adds); dumps: passes of the accounting as it runs that dumped (the "
-                "others kept the last dump: no TCP segment moved in this namespace); dump ms: one dump as the accounting "
+                "others kept the last dump, as no TCP segment moved in this namespace, or looked up the sockets that may "
+                "have moved, as no connection was made); lookups: sockets looked up one by one per pass; dump ms: one dump as the accounting "
                 "asks, timed after a pass without accounting; walk ms: the kernel's walk of its %s-bucket connection "
                 "table, which every dump pays however few sockets it returns; command %%: `orvantine snapshot --json --count %d --interval 1` "
                 "(accounting on) over its wall time; idle: no socket moves a byte; active: %zu sockets each send 1 KiB "
