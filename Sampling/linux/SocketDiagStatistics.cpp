@@ -128,10 +128,14 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
     observed_ = true;
     auto byPID = [](const Seen& a, const Seen& b) { return a.pid < b.pid; };
     for (const auto& reading : readings) {
-        Seen now{reading.pid, reading.startTime, reading.cpuTime};
+        Seen now{reading.pid, reading.startTime, reading.cpuTime, reading.wakeups};
         auto before = std::lower_bound(lastSeen_.begin(), lastSeen_.end(), now, byPID);
+        // CPU time moves in whole clock ticks: a process that reads its
+        // socket for a moment each second may show none, but its main
+        // thread's run count still moves.
         const bool ran = before == lastSeen_.end() || before->pid != reading.pid ||
-                         before->start != reading.startTime || before->cpuTime != reading.cpuTime;
+                         before->start != reading.startTime || before->cpuTime != reading.cpuTime ||
+                         before->wakeups != reading.wakeups;
         if (ran) ran_[reading.pid] = reading.uid;
         seen_.push_back(now);
     }

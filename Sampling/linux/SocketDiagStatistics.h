@@ -132,6 +132,7 @@ private:
         int32_t pid;
         Date start;
         Duration cpuTime;
+        uint64_t wakeups;
     };
     std::vector<Seen> lastSeen_;
     std::vector<Seen> seen_;  // the pass being observed; storage kept

@@ -96,6 +96,7 @@ protected:
         reading.pid = ::getpid();
         reading.uid = ::getuid();
         reading.cpuTime = Duration::seconds(++ticks_);
+        reading.wakeups = ++runs_;
         return {reading};
     }
 
@@ -109,12 +110,15 @@ protected:
     void settleAfterConnecting(GatedAccounting& accounting);
 
     // A query after a pass in which our process did not run: its reading is
-    // the last one's.
-    NetworkBytesByPID queryAsleep(ProcessNetworkSampler& sampler) {
+    // the last one's. With `briefly`, it ran for less than a clock tick:
+    // only its run count moved.
+    NetworkBytesByPID queryAsleep(ProcessNetworkSampler& sampler, bool briefly = false) {
         ProcessReading reading;
         reading.pid = ::getpid();
         reading.uid = ::getuid();
         reading.cpuTime = Duration::seconds(ticks_);
+        if (briefly) ++runs_;
+        reading.wakeups = runs_;
         sampler.observe({reading});
         return cumulative(sampler);
     }
@@ -141,6 +145,7 @@ protected:
     std::optional<test::NetworkNamespace> ns_;
     test::NetworkNamespace* net() { return &*ns_; }
     int64_t ticks_ = 0;
+    uint64_t runs_ = 0;
 };
 
 TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesAfterItCloses) {
@@ -303,6 +308,22 @@ TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsO
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
     ASSERT_TRUE(bytes.contains(::getpid()));
     EXPECT_EQ(bytes.at(::getpid()).tx, 300'000u);
+}
+
+TEST_F(ProcessNetworkSamplerLive, AProcessThatRanForLessThanATickIsLookedUpByItsRunCount) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    settleAfterConnecting(accounting);
+    ASSERT_EQ(sendAll(connection.get(), 30'000), 30'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    auto bytes = queryAsleep(*accounting.sampler, true);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
+    EXPECT_EQ(bytes.at(::getpid()).tx, 30'000u);
 }
 
 TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEndsTheRound) {
