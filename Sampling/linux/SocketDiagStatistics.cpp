@@ -128,7 +128,7 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
     observed_ = true;
     auto byPID = [](const Seen& a, const Seen& b) { return a.pid < b.pid; };
     for (const auto& reading : readings) {
-        Seen now{reading.pid, reading.startTime, reading.cpuTime, reading.wakeups};
+        Seen now{reading.pid, reading.uid, reading.startTime, reading.cpuTime, reading.wakeups};
         auto before = std::lower_bound(lastSeen_.begin(), lastSeen_.end(), now, byPID);
         // CPU time moves in whole clock ticks: a process that reads its
         // socket for a moment each second may show none, but its main
@@ -206,7 +206,7 @@ std::optional<uint64_t> SocketDiagStatistics::uniquePID(int32_t pid) const {
     return (stat->startTicks << 22) | uint64_t(uint32_t(pid));
 }
 
-void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolved) {
+void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolved, bool everyProcess) {
     if (unresolved.empty()) return;
     std::unordered_set<uint64_t> wanted;
     std::unordered_set<uint32_t> uids;
@@ -228,6 +228,18 @@ void SocketDiagStatistics::resolveOwners(const std::vector<SourceRef>& unresolve
             if (!uids.contains(uid)) continue;
             if (pid == self) selfRan = true;
             else candidates.push_back(pid);
+        }
+        if (everyProcess && observed_) {
+            // After the narrow looks: every process of those users the last
+            // pass saw, after the ones that ran (the search stops once
+            // every socket is found).
+            std::unordered_set<int32_t> already(candidates.begin(), candidates.end());
+            for (const Seen& seen : lastSeen_) {
+                if (seen.pid != self && uids.contains(seen.uid) && !already.contains(seen.pid)) {
+                    candidates.push_back(seen.pid);
+                }
+            }
+            selfRan = selfRan || uids.contains(uint32_t(::getuid()));
         }
         if (selfRan) candidates.push_back(self);
         if (!observed_) {
@@ -362,17 +374,28 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
             known_.at(lookedUp[i]).moved = false;
         }
     }
-    // Its owner ran in the pass that saw it appear, or the one before:
-    // after a few passes unfound, it is one we cannot see (another
+    // Its owner ran in the pass that saw it appear, or the one before, as
+    // far as the readings can tell: a thread other than the main one that
+    // ran for less than a clock tick shows in neither the CPU time nor the
+    // run count. So the last search looks at every process of the socket's
+    // user, and such searches, which read every such fd folder, come at
+    // most once every `everyProcessSpacing` queries (a socket waits for the
+    // next). Unfound after that, it is one we cannot see (another
     // namespace's process, a descriptor passed away and closed). Without a
     // dump the sockets the last one showed are the ones present.
+    const bool everyProcessAllowed = ++queriesSinceEveryProcess_ >= everyProcessSpacing;
+    bool everyProcess = false;
     for (auto& [source, known] : known_) {
         if (known.pid != 0 || known.ownerSearches >= ownerSearchLimit || closed.contains(source)) continue;
         if (dumping ? !present.contains(source) : known.unseen != 0) continue;
+        const bool last = known.ownerSearches + 1 == ownerSearchLimit;
+        if (last && !everyProcessAllowed) continue;
+        everyProcess = everyProcess || last;
         ++known.ownerSearches;
         unresolved.push_back(source);
     }
-    resolveOwners(unresolved);
+    if (everyProcess) queriesSinceEveryProcess_ = 0;
+    resolveOwners(unresolved, everyProcess);
 
     auto describe = [&](SourceRef source, Known& known, uint64_t rx, uint64_t tx) {
         // A socket's owner and interface never change: one description is

@@ -92,6 +92,8 @@ private:
         unsigned ownerSearches = 0;
     };
     static constexpr unsigned ownerSearchLimit = 3;
+    static constexpr unsigned everyProcessSpacing = 10;
+    unsigned queriesSinceEveryProcess_ = everyProcessSpacing;  // the worker's alone
     // A socket that left the dumps while its descriptor stays open (after
     // its close in TIME_WAIT, or shut down both ways) is destroyed only when
     // the descriptor closes: its final counts come then. Without that
@@ -108,7 +110,9 @@ private:
     struct Values;
 
     void query(bool withDescriptions, std::function<void()> done);
-    void resolveOwners(const std::vector<SourceRef>& unresolved);
+    // Among the processes that ran since the last look or, with
+    // `everyProcess`, every process of the sockets' users.
+    void resolveOwners(const std::vector<SourceRef>& unresolved, bool everyProcess);
     // The sockets a lookup pass asks for; absent when there are too many.
     std::optional<std::vector<SourceRef>> lookupCandidates();
     std::optional<uint64_t> uniquePID(int32_t pid) const;
@@ -130,6 +134,7 @@ private:
     // rather than a map, since it holds every process of the machine.
     struct Seen {
         int32_t pid;
+        uint32_t uid;
         Date start;
         Duration cpuTime;
         uint64_t wakeups;

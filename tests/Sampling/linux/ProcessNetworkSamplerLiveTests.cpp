@@ -326,6 +326,39 @@ TEST_F(ProcessNetworkSamplerLive, AProcessThatRanForLessThanATickIsLookedUpByIts
     EXPECT_EQ(bytes.at(::getpid()).tx, 30'000u);
 }
 
+TEST_F(ProcessNetworkSamplerLive, TheOwnerOfASocketMadeByAProcessThatSeemedAsleepIsFoundAmongEveryProcess) {
+    auto server = net()->serve(8080, 0);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting(true);
+    query(*accounting.sampler);
+    // Made by a thread whose run shows neither in the process's CPU time
+    // (less than a tick) nor in its main thread's run count.
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    ASSERT_EQ(sendAll(connection.get(), 40'000), 40'000u);
+    awaitAcknowledged(connection.get());
+    ++*accounting.moved;
+    ++*accounting.opened;
+    NetworkBytesByPID bytes = queryAsleep(*accounting.sampler);
+    for (int pass = 0; pass < 4 && !bytes.contains(::getpid()); ++pass) bytes = queryAsleep(*accounting.sampler);
+    ASSERT_TRUE(bytes.contains(::getpid()));
+    EXPECT_EQ(bytes.at(::getpid()).tx, 40'000u);
+
+    // Such a search reads every fd folder of the user: the next socket that
+    // needs one waits until ten queries have passed since.
+    auto second = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(second);
+    ASSERT_EQ(sendAll(second.get(), 5'000), 5'000u);
+    awaitAcknowledged(second.get());
+    ++*accounting.moved;
+    ++*accounting.opened;
+    int queries = 0;
+    for (; queries < 20 && bytes.at(::getpid()).tx == 40'000u; ++queries) bytes = queryAsleep(*accounting.sampler);
+    EXPECT_EQ(bytes.at(::getpid()).tx, 45'000u);
+    EXPECT_GE(queries, 7);  // ten since the last such search
+    EXPECT_LE(queries, 10);
+}
+
 TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEndsTheRound) {
     auto server = net()->serve(8080, 0);
     ASSERT_TRUE(server);
