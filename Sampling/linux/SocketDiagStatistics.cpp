@@ -383,7 +383,8 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
     // next). Unfound after that, it is one we cannot see (another
     // namespace's process, a descriptor passed away and closed). Without a
     // dump the sockets the last one showed are the ones present.
-    const bool everyProcessAllowed = ++queriesSinceEveryProcess_ >= everyProcessSpacing;
+    if (queriesSinceEveryProcess_ < everyProcessSpacing) ++queriesSinceEveryProcess_;
+    const bool everyProcessAllowed = queriesSinceEveryProcess_ >= everyProcessSpacing;
     bool everyProcess = false;
     for (auto& [source, known] : known_) {
         if (known.pid != 0 || known.ownerSearches >= ownerSearchLimit || closed.contains(source)) continue;
