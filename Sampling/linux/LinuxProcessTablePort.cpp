@@ -229,7 +229,13 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     }
     if (missing) tracked.sleep.noSchedstat = true;
     tracked.sleep.sched = sched;
-    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO, malformed, schedstatFailed};
+    slot = {.tracked = &tracked,
+            .sleepingIO = sleepingIO,
+            .pid = pid,
+            .statWasRead = !verdict.asleep,
+            .asleep = verdict.asleep,
+            .malformed = malformed,
+            .schedstatFailed = schedstatFailed};
     return true;
 }
 

@@ -107,14 +107,14 @@ private:
         bool malformedLogged = false;
     };
     struct Slot {
-        int32_t pid;
         Tracked* tracked;
+        std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
+        int32_t pid;
+        uint32_t firstRead = noFirstRead;  // its reading in firstReads_, when readers made one
         bool statWasRead;  // this pass; otherwise the kept figures stand
         bool asleep;       // none of its threads has run since the last pass
-        std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
         bool malformed;    // its stat did not decode this pass: the reading is incomplete
         bool schedstatFailed = false;  // its switches could not be read this pass: incomplete too
-        uint32_t firstRead = noFirstRead;  // its reading in firstReads_, when readers made one
     };
     static constexpr uint32_t noFirstRead = UINT32_MAX;
 
