@@ -84,7 +84,7 @@ template <class SameInstance>
 Result<std::string_view> LinuxProcessTablePort::readCurrent(int32_t pid, Tracked& tracked, File file,
                                                             std::span<char> buffer, bool& isNew, uint64_t& count,
                                                             SameInstance sameInstance) {
-    bool wasKept = tracked.files.kept[file].valid();
+    bool wasKept = tracked.files.valid(file);
     ++count;
     auto text = cache_.read(pid, tracked.files, file, buffer);
     bool stale = !isNew && (text ? !sameInstance(*text) : wasKept);
@@ -132,7 +132,7 @@ ProcessOutcome LinuxProcessTablePort::statMalformed(int32_t pid, Tracked& tracke
         tracked.startTicks = tracked.cpuTicks = tracked.threadCount = 0;
         tracked.state = 0;
         tracked.isZombie = tracked.isKernelThread = false;
-        tracked.commandLength = 0;
+        tracked.command.clear();
         tracked.io.reset();
         if (!readOwner(pid, tracked)) return ProcessOutcome::gone;
     }
@@ -169,8 +169,7 @@ ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bo
     tracked.state = stat->state;
     tracked.isZombie = stat->isZombie();
     tracked.isKernelThread = stat->isKernelThread();
-    tracked.commandLength = static_cast<uint8_t>(std::min(stat->command.size(), sizeof tracked.command));
-    std::memcpy(tracked.command, stat->command.data(), tracked.commandLength);
+    tracked.command.assign(stat->command.substr(0, sizeof(ProcessTableRow::command)));
     // Only the main thread changes the uid that the directory shows.
     if ((isNew || mainThreadRan) && !readOwner(pid, tracked)) return ProcessOutcome::gone;
     return ProcessOutcome::complete;
@@ -181,7 +180,7 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     bool kept = false, missing = false, schedstatFailed = false;
     if (!tracked.sleep.noSchedstat) {
         char buffer[256];
-        kept = tracked.files.kept[File::schedstat].valid();
+        kept = tracked.files.valid(File::schedstat);
         int error = 0;
         if (auto first = takeFirst(first_, tracked, File::schedstat)) {
             ++counts_.schedstat;
@@ -230,7 +229,13 @@ bool LinuxProcessTablePort::readRow(int32_t pid, Tracked& tracked, bool isNew, S
     }
     if (missing) tracked.sleep.noSchedstat = true;
     tracked.sleep.sched = sched;
-    slot = {pid, &tracked, !verdict.asleep, verdict.asleep, sleepingIO, malformed, schedstatFailed};
+    slot = {.tracked = &tracked,
+            .sleepingIO = sleepingIO,
+            .pid = pid,
+            .statWasRead = !verdict.asleep,
+            .asleep = verdict.asleep,
+            .malformed = malformed,
+            .schedstatFailed = schedstatFailed};
     return true;
 }
 
@@ -238,10 +243,9 @@ bool LinuxProcessTablePort::stillShows(const Tracked& tracked, const std::option
     // Read again through the descriptor the claim came from: a process that
     // woke between its schedstat read and the later reads shows new figures
     // now, and convicts nothing.
-    const auto& kept = tracked.files.kept[File::schedstat];
-    if (!claimed || !kept.valid()) return false;
+    if (!claimed || !tracked.files.valid(File::schedstat)) return false;
     char buffer[256];
-    auto text = ProcDescriptorCache::reread(kept, buffer);
+    auto text = ProcDescriptorCache::reread(tracked.files.get(File::schedstat), buffer);
     if (!text) return false;
     return ProcSchedstat::decode(*text) == claimed;
 }
@@ -254,7 +258,7 @@ void LinuxProcessTablePort::fillRow(const Tracked& tracked, int32_t pid, Process
     row.start = Date::fromUnixSeconds(double(bootTicks_ + int64_t(tracked.startTicks)) /
                                       double(options_.ticksPerSecond));
     row.isZombie = tracked.isZombie;
-    row.setCommandName({tracked.command, tracked.commandLength});
+    row.setCommandName(tracked.command);
 }
 
 uint64_t LinuxProcessTablePort::liveInstance(int32_t pid) const {

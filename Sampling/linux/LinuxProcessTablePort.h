@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -82,6 +83,8 @@ private:
 
     // What is known of one pid: the instance it names now, its kept
     // descriptors and the figures that a sleeping process keeps.
+    // Fields ordered so that none pads another: one of these lives as long
+    // as its process.
     struct Tracked {
         uint64_t generation = 0;
         uint64_t instance = 0;  // 0 until the first read of its stat
@@ -91,26 +94,27 @@ private:
 
         // From the last read of stat and of the owner.
         uint64_t startTicks = 0;
-        uint32_t uid = 0;
         uint64_t cpuTicks = 0;
         uint64_t threadCount = 0;
+        std::optional<ProcIO> io;  // from a pass since which it has slept
+        // Held in place up to 15 bytes: only a kernel thread's longer name
+        // takes a block of its own.
+        std::string command;
+        uint32_t uid = 0;
         char state = 0;  // the main thread's
         bool isZombie = false;
         bool isKernelThread = false;
-        char command[64] = {};
-        uint8_t commandLength = 0;
-        std::optional<ProcIO> io;  // from a pass since which it has slept
         bool malformedLogged = false;
     };
     struct Slot {
-        int32_t pid;
         Tracked* tracked;
+        std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
+        int32_t pid;
+        uint32_t firstRead = noFirstRead;  // its reading in firstReads_, when readers made one
         bool statWasRead;  // this pass; otherwise the kept figures stand
         bool asleep;       // none of its threads has run since the last pass
-        std::optional<ProcIO> sleepingIO;  // when checking a sleeper: what io must still say
         bool malformed;    // its stat did not decode this pass: the reading is incomplete
         bool schedstatFailed = false;  // its switches could not be read this pass: incomplete too
-        uint32_t firstRead = noFirstRead;  // its reading in firstReads_, when readers made one
     };
     static constexpr uint32_t noFirstRead = UINT32_MAX;
 

@@ -31,17 +31,16 @@ size_t ProcDescriptorCache::defaultBudget() {
     return limit.rlim_cur > 512 ? size_t(limit.rlim_cur - 512) : 0;
 }
 
-Result<std::string_view> ProcDescriptorCache::reread(const Kept& kept, std::span<char> buffer) {
+Result<std::string_view> ProcDescriptorCache::reread(int fd, std::span<char> buffer) {
     // One pread: proc regenerates the whole text for every read from
     // offset 0, so reading on to the end would double the cost.
-    ssize_t n = ::pread(kept.get(), buffer.data(), buffer.size(), 0);
+    ssize_t n = ::pread(fd, buffer.data(), buffer.size(), 0);
     if (n < 0) return lastError();
     return std::string_view(buffer.data(), size_t(n));
 }
 
 Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, File file, std::span<char> buffer) {
-    Kept& kept = files.kept[file];
-    if (kept.valid()) return reread(kept, buffer);
+    if (files.valid(file)) return reread(files.get(file), buffer);
     ProcPath path(pid, fileNames[file]);
     FileDescriptor fresh(open_(procDirectory_, path.c_str()));
     if (!fresh.valid()) return lastError();
@@ -53,11 +52,10 @@ Result<std::string_view> ProcDescriptorCache::read(int32_t pid, Files& files, Fi
 }
 
 void ProcDescriptorCache::adopt(Files& files, File file, FileDescriptor fd) {
-    Kept& kept = files.kept[file];
-    if (!fd.valid() || kept.valid()) return;
+    if (!fd.valid() || files.valid(file)) return;
     if (kept_ < budget_) {
-        kept.fd_ = std::move(fd);
-        kept.places_ = &kept_;
+        files.fds_[file] = std::move(fd);
+        files.places_ = &kept_;
         ++kept_;
     } else if (closer_) {
         closer_->close(fd.release());

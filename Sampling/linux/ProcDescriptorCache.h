@@ -57,11 +57,30 @@ public:
     // The per-process files the process pass reads.
     enum File : uint8_t { stat, statm, schedstat, io };
     static constexpr size_t fileCount = 4;
-    struct Files {
-        Kept kept[fileCount];
-        void closeAll() {
-            for (auto& file : kept) file.reset();
+    // One process's kept descriptors. The count they hold places in is
+    // named once for all of them rather than by each: thousands of these
+    // live as long as their processes do.
+    class Files {
+    public:
+        Files() = default;
+        Files(const Files&) = delete;
+        Files& operator=(const Files&) = delete;
+        ~Files() { closeAll(); }
+
+        bool valid(File file) const { return fds_[file].valid(); }
+        int get(File file) const { return fds_[file].get(); }
+        void close(File file) {
+            if (fds_[file].valid() && places_) --*places_;
+            fds_[file].reset();
         }
+        void closeAll() {
+            for (size_t file = 0; file < fileCount; ++file) close(File(file));
+        }
+
+    private:
+        friend class ProcDescriptorCache;
+        FileDescriptor fds_[fileCount];
+        size_t* places_ = nullptr;  // the cache's count of kept descriptors
     };
 
     // `budget` 0: defaultBudget(). `procDirectory` is borrowed. With `keep`
@@ -77,7 +96,10 @@ public:
     // descriptor, else opened here and kept while the budget allows.
     Result<std::string_view> read(int32_t pid, Files& files, File file, std::span<char> buffer);
     // Re-reads a kept descriptor from offset 0.
-    static Result<std::string_view> reread(const Kept& kept, std::span<char> buffer);
+    static Result<std::string_view> reread(const Kept& kept, std::span<char> buffer) {
+        return reread(kept.get(), buffer);
+    }
+    static Result<std::string_view> reread(int fd, std::span<char> buffer);
     // Opens `path` below proc and keeps it; not valid when the budget is
     // spent or the open failed.
     Kept keep(const char* path);

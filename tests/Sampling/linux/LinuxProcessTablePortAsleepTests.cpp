@@ -35,6 +35,27 @@ TEST(LinuxProcessTablePortAsleep, ProcessThatDidNotRunIsReadFromSchedstatAndStat
     EXPECT_TRUE(find(second, 42)->isComplete);
 }
 
+TEST(LinuxProcessTablePortAsleep, KeptNamesOfEveryLengthStandWhileTheyDoNotRun) {
+    // Names up to 15 bytes are kept in place, a kernel thread's longer one
+    // apart: both must come back whole from a pass that does not read stat.
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "sleeper", 'S', 1, 250, 50, 12345);
+    writeProcess(root, 2, "kthreadd", 'S', 0, 0, 0, 1, 1, kernelThreadFlags);
+    writeProcess(root, 43, "kworker/u16:2-events_unbound", 'S', 2, 0, 0, 200, 1, kernelThreadFlags);
+    writeProcess(root, 44, "exactly15bytes!", 'S', 1, 0, 0, 300);
+    CountingSampler counting(fixtureOptions(root));
+    auto first = counting.pass();
+    auto second = counting.pass();
+    EXPECT_EQ(counting.last.stat, 0u);  // nothing ran: every name is the kept one
+    EXPECT_EQ(second, first);
+    ASSERT_TRUE(find(second, 43));
+    EXPECT_EQ(find(second, 43)->name, "kworker/u16:2-events_unbound");
+    ASSERT_TRUE(find(second, 44));
+    EXPECT_EQ(find(second, 44)->name, "exactly15bytes!");
+    EXPECT_EQ(find(second, 42)->name, "sleeper");
+}
+
 TEST(LinuxProcessTablePortAsleep, ProcessThatWasRunningIsReadWholeThoughItsSchedstatStoodStill) {
     // Alone on a CPU without a periodic tick, a task's figures move only
     // about once a second.

@@ -69,8 +69,8 @@ TEST(ProcDescriptorCache, BeyondTheBudgetFilesAreOpenedForEachRead) {
     ASSERT_TRUE(cache.read(43, second, File::stat, buffer));
     EXPECT_EQ(tree.opens, 3);
     EXPECT_EQ(cache.kept(), 1u);
-    EXPECT_TRUE(first.kept[File::stat].valid());
-    EXPECT_FALSE(second.kept[File::stat].valid());
+    EXPECT_TRUE(first.valid(File::stat));
+    EXPECT_FALSE(second.valid(File::stat));
 }
 
 TEST(ProcDescriptorCache, ClosedFilesGiveTheirPlacesBack) {
@@ -83,11 +83,17 @@ TEST(ProcDescriptorCache, ClosedFilesGiveTheirPlacesBack) {
             ASSERT_TRUE(cache.read(42, files, file, buffer));
         }
         EXPECT_EQ(cache.kept(), 4u);
-        files.kept[File::io].reset();
+        files.close(File::io);
         EXPECT_EQ(cache.kept(), 3u);
-        ProcDescriptorCache::Files moved;
-        moved.kept[File::stat] = std::move(files.kept[File::stat]);
+        files.close(File::io);  // closed already: nothing more to give back
         EXPECT_EQ(cache.kept(), 3u);
+        EXPECT_FALSE(files.valid(File::io));
+        EXPECT_TRUE(files.valid(File::stat));
+        ProcDescriptorCache::Files other;
+        ASSERT_TRUE(cache.read(43, other, File::stat, buffer));
+        EXPECT_EQ(cache.kept(), 4u);
+        files.closeAll();
+        EXPECT_EQ(cache.kept(), 1u);
         files.closeAll();
         EXPECT_EQ(cache.kept(), 1u);
     }
