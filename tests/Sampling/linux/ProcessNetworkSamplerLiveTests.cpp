@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -79,6 +80,7 @@ void awaitAcknowledged(int fd) {
 }
 
 struct GatedAccounting;
+struct SettledConnection;
 
 class ProcessNetworkSamplerLive : public ::testing::Test {
 protected:
@@ -108,6 +110,9 @@ protected:
     // passes that settle them: the connection's, a dump the pass after,
     // and a pass that keeps the counts.
     void settleAfterConnecting(GatedAccounting& accounting);
+    // A connection so settled, or nothing when the server or the
+    // connection could not be made.
+    std::unique_ptr<SettledConnection> settledConnection();
 
     // A query after a pass in which our process did not run: its reading is
     // the last one's. With `briefly`, it ran for less than a clock tick:
@@ -288,14 +293,29 @@ void ProcessNetworkSamplerLive::settleAfterConnecting(GatedAccounting& accountin
     query(*accounting.sampler);
 }
 
+// A server in the namespace, accounting that counts opens, and a connection
+// to the server made after the accounting's first pass, its passes settled.
+struct SettledConnection {
+    test::NetworkNamespace::Server server;
+    GatedAccounting accounting{true};
+    FileDescriptor connection;
+};
+
+std::unique_ptr<SettledConnection> ProcessNetworkSamplerLive::settledConnection() {
+    auto settled = std::make_unique<SettledConnection>(SettledConnection{net()->serve(8080, 0), GatedAccounting(true), {}});
+    if (!settled->server) return nullptr;
+    query(*settled->accounting.sampler);
+    settled->connection = connectTo(net()->insideAddress(), 8080);
+    if (!settled->connection) return nullptr;
+    settleAfterConnecting(settled->accounting);
+    return settled;
+}
+
 TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsOfProcessesThatRan) {
-    auto server = net()->serve(8080, 0);
-    ASSERT_TRUE(server);
-    GatedAccounting accounting(true);
-    query(*accounting.sampler);
-    auto connection = connectTo(net()->insideAddress(), 8080);
-    ASSERT_TRUE(connection);
-    settleAfterConnecting(accounting);
+    auto settled = settledConnection();
+    ASSERT_TRUE(settled);
+    GatedAccounting& accounting = settled->accounting;
+    FileDescriptor& connection = settled->connection;
     const size_t dumps = accounting.statistics->dumpsMade();
     EXPECT_EQ(dumps, 4u);  // the first pass, the connection's, the one after it, the quiet one
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
@@ -311,13 +331,10 @@ TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsO
 }
 
 TEST_F(ProcessNetworkSamplerLive, AProcessThatRanForLessThanATickIsLookedUpByItsRunCount) {
-    auto server = net()->serve(8080, 0);
-    ASSERT_TRUE(server);
-    GatedAccounting accounting(true);
-    query(*accounting.sampler);
-    auto connection = connectTo(net()->insideAddress(), 8080);
-    ASSERT_TRUE(connection);
-    settleAfterConnecting(accounting);
+    auto settled = settledConnection();
+    ASSERT_TRUE(settled);
+    GatedAccounting& accounting = settled->accounting;
+    FileDescriptor& connection = settled->connection;
     ASSERT_EQ(sendAll(connection.get(), 30'000), 30'000u);
     awaitAcknowledged(connection.get());
     ++*accounting.moved;
@@ -360,13 +377,10 @@ TEST_F(ProcessNetworkSamplerLive, TheOwnerOfASocketMadeByAProcessThatSeemedAslee
 }
 
 TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEndsTheRound) {
-    auto server = net()->serve(8080, 0);
-    ASSERT_TRUE(server);
-    GatedAccounting accounting(true);
-    query(*accounting.sampler);
-    auto connection = connectTo(net()->insideAddress(), 8080);
-    ASSERT_TRUE(connection);
-    settleAfterConnecting(accounting);
+    auto settled = settledConnection();
+    ASSERT_TRUE(settled);
+    GatedAccounting& accounting = settled->accounting;
+    FileDescriptor& connection = settled->connection;
     const size_t dumps = accounting.statistics->dumpsMade();
 
     ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
@@ -390,13 +404,10 @@ TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEnds
 }
 
 TEST_F(ProcessNetworkSamplerLive, ASocketThatMovedIsLookedUpAgainWhileItsProcessSleeps) {
-    auto server = net()->serve(8080, 0);
-    ASSERT_TRUE(server);
-    GatedAccounting accounting(true);
-    query(*accounting.sampler);
-    auto connection = connectTo(net()->insideAddress(), 8080);
-    ASSERT_TRUE(connection);
-    settleAfterConnecting(accounting);
+    auto settled = settledConnection();
+    ASSERT_TRUE(settled);
+    GatedAccounting& accounting = settled->accounting;
+    FileDescriptor& connection = settled->connection;
     const size_t dumps = accounting.statistics->dumpsMade();
 
     ASSERT_EQ(sendAll(connection.get(), 100'000), 100'000u);
