@@ -82,6 +82,14 @@ void awaitAcknowledged(int fd) {
 struct GatedAccounting;
 struct SettledConnection;
 
+// Sends `count` bytes and waits until the peer has acknowledged them all;
+// false when not every byte could be sent.
+bool sendAcknowledged(int fd, size_t count) {
+    if (sendAll(fd, count) != count) return false;
+    awaitAcknowledged(fd);
+    return true;
+}
+
 class ProcessNetworkSamplerLive : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -162,8 +170,7 @@ TEST_F(ProcessNetworkSamplerLive, CountsAConnectionThroughADumpAndItsFinalBytesA
 
     auto connection = connectTo(net()->insideAddress(), 8080);
     ASSERT_TRUE(connection);
-    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 300'000));
     auto seen = query(sampler);  // a dump sees it open
     ASSERT_TRUE(seen.contains(::getpid()));
     EXPECT_EQ(seen.at(::getpid()).tx, 300'000u);
@@ -240,8 +247,7 @@ TEST_F(ProcessNetworkSamplerLive, QuietTcpCountersKeepTheLastDumpsCountsAndMovin
 
     auto connection = connectTo(net()->insideAddress(), 8080);
     ASSERT_TRUE(connection);
-    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 300'000));
     // Counters that did not move: no dump, so the connection is not seen
     // (which only a skipped dump explains) and the totals stand.
     auto skipped = query(*accounting.sampler);
@@ -263,8 +269,7 @@ TEST_F(ProcessNetworkSamplerLive, AClosedSocketsFinalBytesLandOnAPassWithoutADum
 
     auto connection = connectTo(net()->insideAddress(), 8080);
     ASSERT_TRUE(connection);
-    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 300'000));
     ++*accounting.moved;
     auto seen = query(*accounting.sampler);
     ASSERT_TRUE(seen.contains(::getpid()));
@@ -320,8 +325,7 @@ TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsO
     EXPECT_EQ(dumps, 4u);  // the first pass, the connection's, the one after it, the quiet one
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
 
-    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 300'000));
     ++*accounting.moved;
     auto bytes = query(*accounting.sampler);  // we ran: our socket is looked up
     EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
@@ -335,8 +339,7 @@ TEST_F(ProcessNetworkSamplerLive, AProcessThatRanForLessThanATickIsLookedUpByIts
     ASSERT_TRUE(settled);
     GatedAccounting& accounting = settled->accounting;
     FileDescriptor& connection = settled->connection;
-    ASSERT_EQ(sendAll(connection.get(), 30'000), 30'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 30'000));
     ++*accounting.moved;
     auto bytes = queryAsleep(*accounting.sampler, true);
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
@@ -352,8 +355,7 @@ TEST_F(ProcessNetworkSamplerLive, TheOwnerOfASocketMadeByAProcessThatSeemedAslee
     // (less than a tick) nor in its main thread's run count.
     auto connection = connectTo(net()->insideAddress(), 8080);
     ASSERT_TRUE(connection);
-    ASSERT_EQ(sendAll(connection.get(), 40'000), 40'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 40'000));
     ++*accounting.moved;
     ++*accounting.opened;
     NetworkBytesByPID bytes = queryAsleep(*accounting.sampler);
@@ -365,8 +367,7 @@ TEST_F(ProcessNetworkSamplerLive, TheOwnerOfASocketMadeByAProcessThatSeemedAslee
     // needs one waits until ten queries have passed since.
     auto second = connectTo(net()->insideAddress(), 8080);
     ASSERT_TRUE(second);
-    ASSERT_EQ(sendAll(second.get(), 5'000), 5'000u);
-    awaitAcknowledged(second.get());
+    ASSERT_TRUE(sendAcknowledged(second.get(), 5'000));
     ++*accounting.moved;
     ++*accounting.opened;
     int queries = 0;
@@ -383,8 +384,7 @@ TEST_F(ProcessNetworkSamplerLive, ASocketWhoseProcessSleptLandsAtTheDumpThatEnds
     FileDescriptor& connection = settled->connection;
     const size_t dumps = accounting.statistics->dumpsMade();
 
-    ASSERT_EQ(sendAll(connection.get(), 300'000), 300'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 300'000));
     // Traffic, but our process did not run and the socket was quiet at its
     // last look: nothing is looked up, and the bytes wait.
     ++*accounting.moved;
@@ -410,15 +410,13 @@ TEST_F(ProcessNetworkSamplerLive, ASocketThatMovedIsLookedUpAgainWhileItsProcess
     FileDescriptor& connection = settled->connection;
     const size_t dumps = accounting.statistics->dumpsMade();
 
-    ASSERT_EQ(sendAll(connection.get(), 100'000), 100'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 100'000));
     ++*accounting.moved;
     ASSERT_EQ(query(*accounting.sampler).at(::getpid()).tx, 100'000u);
     // Its process sleeps now, as one would while the kernel still sends
     // what it wrote: the socket moved at its last look, so it is asked
     // for again.
-    ASSERT_EQ(sendAll(connection.get(), 50'000), 50'000u);
-    awaitAcknowledged(connection.get());
+    ASSERT_TRUE(sendAcknowledged(connection.get(), 50'000));
     ++*accounting.moved;
     auto again = queryAsleep(*accounting.sampler);
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 2u);
@@ -456,8 +454,7 @@ TEST_F(ProcessNetworkSamplerLive, TooManySocketsToLookUpDumpInstead) {
     }
     settleAfterConnecting(accounting);
     const size_t dumps = accounting.statistics->dumpsMade();
-    ASSERT_EQ(sendAll(clients.back().get(), 20'000), 20'000u);
-    awaitAcknowledged(clients.back().get());
+    ASSERT_TRUE(sendAcknowledged(clients.back().get(), 20'000));
     ++*accounting.moved;
     auto bytes = query(*accounting.sampler);  // we ran, and hold 600 sockets
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 0u);
