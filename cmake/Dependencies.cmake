@@ -2,6 +2,14 @@
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 
+# On Linux the libraries that ship an archive are linked from it: a shared
+# library costs a process its symbol tables, relocated data and the code
+# around every call into it, resident whether or not the command runs it
+# (SQLite's 256 KiB in a live view that never opens the history, for one),
+# while linked in, only the functions called are there, laid out with ours.
+if(NOT APPLE)
+  set(Boost_USE_STATIC_LIBS ON)
+endif()
 find_package(Boost 1.81 REQUIRED COMPONENTS json)
 add_library(orvantine::boost INTERFACE IMPORTED)
 target_link_libraries(orvantine::boost INTERFACE Boost::json Boost::headers)
@@ -19,7 +27,15 @@ find_package(CLI11 REQUIRED)
 # The command's history database.
 find_package(SQLite3 REQUIRED)
 add_library(orvantine::sqlite INTERFACE IMPORTED)
-target_link_libraries(orvantine::sqlite INTERFACE SQLite::SQLite3)
+if(NOT APPLE)
+  find_library(ORVANTINE_SQLITE_ARCHIVE NAMES libsqlite3.a)
+endif()
+if(ORVANTINE_SQLITE_ARCHIVE)
+  target_include_directories(orvantine::sqlite INTERFACE ${SQLite3_INCLUDE_DIRS})
+  target_link_libraries(orvantine::sqlite INTERFACE ${ORVANTINE_SQLITE_ARCHIVE} m ${CMAKE_DL_LIBS} Threads::Threads)
+else()
+  target_link_libraries(orvantine::sqlite INTERFACE SQLite::SQLite3)
+endif()
 
 if(APPLE)
   find_library(CORE_FOUNDATION CoreFoundation REQUIRED)
