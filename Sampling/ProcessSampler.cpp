@@ -90,6 +90,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
         r.isComplete = complete;
         r.wakeups = usage.wakeups;
     }
+    port_->finishPass();
 
     // Trim the caches in bulk, only once they are well past the live
     // population, so that steady state does no pruning work at all.

@@ -81,6 +81,11 @@ public:
     // the interpreter's name would hide the script; macOS names a script by
     // its interpreter already.
     virtual bool longNameMustExtendCommand() const { return false; }
+
+    // The pass's rows are read no more (until the next readTable): a port
+    // may let their storage go, so that a live view does not hold a whole
+    // table between passes.
+    virtual void finishPass() {}
 };
 
 // How many passes a port will make: a run that makes one and exits (a

@@ -345,7 +345,7 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     checking_ = ++passesSinceCheck_ >= checkEvery;
     if (checking_) passesSinceCheck_ = 0;
     const uint64_t listings = counts_.listings;
-    const std::vector<int32_t>& pids = lister_.list(rows_, checking_);
+    const std::vector<int32_t>& pids = lister_.list(lastPIDs_, checking_);
     // Unlisted, the pids are the last pass's: none is new.
     const bool listed = counts_.listings != listings;
     rows_.clear();
@@ -380,7 +380,17 @@ std::span<const ProcessTableRow> LinuxProcessTablePort::readTable() {
     std::erase_if(tracked_, [this](const auto& entry) { return entry.second.generation != generation_; });
     if (readersStarted) firstReads_.finish();
     confirmParents();
+    lastPIDs_.clear();
+    for (const auto& row : rows_) lastPIDs_.push_back(row.pid);
     return rows_;
+}
+
+void LinuxProcessTablePort::finishPass() {
+    // Both are large enough to be mapped on their own, so the memory goes
+    // back to the system at once; refilling them next pass is cheap beside
+    // the reads.
+    std::vector<ProcessTableRow>().swap(rows_);
+    std::vector<Slot>().swap(slots_);
 }
 
 ProcFirstReads::Reading* LinuxProcessTablePort::firstReadOf(const ProcessTableRow& row) {

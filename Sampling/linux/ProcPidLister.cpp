@@ -32,13 +32,13 @@ std::optional<ProcLoadavg> ProcPidLister::readLoadavg() {
     return read;
 }
 
-const std::vector<int32_t>& ProcPidLister::list(std::span<const ProcessTableRow> last, bool checking) {
+const std::vector<int32_t>& ProcPidLister::list(std::span<const int32_t> last, bool checking) {
     // Read before listing, so that a pid handed out during the listing
     // shows as a change next time.
     std::optional<ProcLoadavg> now = readLoadavg();
     bool unchanged = now && listedAt_ == now;
     pids_.clear();
-    for (const auto& row : last) pids_.push_back(row.pid);
+    pids_.assign(last.begin(), last.end());
     if (unchanged && !checking) return pids_;
     if (unchanged) previous_.swap(pids_);
     listedAt_ = now;

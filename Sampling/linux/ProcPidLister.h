@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "Sampling/ProcFiles.h"
-#include "Sampling/ProcessTablePort.h"
 #include "Sampling/linux/ProcReadCounts.h"
 #include "core/FileDescriptor.h"
 
@@ -23,9 +22,9 @@ public:
     // serves containers one that it refreshes on its own schedule.
     ProcPidLister(int procDirectory, ProcReadCounts& counts);
 
-    // The pids to read, ascending. `last` holds the last pass's rows, by
-    // ascending pid, less those gone since.
-    const std::vector<int32_t>& list(std::span<const ProcessTableRow> last, bool checking);
+    // The pids to read, ascending. `last` holds the last pass's pids,
+    // ascending, less those gone since.
+    const std::vector<int32_t>& list(std::span<const int32_t> last, bool checking);
 
     bool trustsLoadavg() const { return loadavg_.valid(); }
 

@@ -127,6 +127,9 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
     std::lock_guard lock(mutex_);
     observed_ = true;
     auto byPID = [](const Seen& a, const Seen& b) { return a.pid < b.pid; };
+    // Sized to the pass, not kept between passes: only the last is needed.
+    std::vector<Seen> seen;
+    seen.reserve(readings.size());
     for (const auto& reading : readings) {
         Seen now{reading.pid, reading.uid, reading.startTime, reading.cpuTime, reading.wakeups};
         auto before = std::lower_bound(lastSeen_.begin(), lastSeen_.end(), now, byPID);
@@ -137,12 +140,11 @@ void SocketDiagStatistics::observe(const std::vector<ProcessReading>& readings) 
                          before->start != reading.startTime || before->cpuTime != reading.cpuTime ||
                          before->wakeups != reading.wakeups;
         if (ran) ran_[reading.pid] = reading.uid;
-        seen_.push_back(now);
+        seen.push_back(now);
     }
     // Readings come in the kernel's table order, by pid already.
-    if (!std::is_sorted(seen_.begin(), seen_.end(), byPID)) std::stable_sort(seen_.begin(), seen_.end(), byPID);
-    lastSeen_.swap(seen_);
-    seen_.clear();
+    if (!std::is_sorted(seen.begin(), seen.end(), byPID)) std::stable_sort(seen.begin(), seen.end(), byPID);
+    lastSeen_ = std::move(seen);
 }
 
 size_t SocketDiagStatistics::dumpsMade() {

@@ -140,7 +140,6 @@ private:
         uint64_t wakeups;
     };
     std::vector<Seen> lastSeen_;
-    std::vector<Seen> seen_;  // the pass being observed; storage kept
     // The processes (pid → uid) that ran since the last query: one entry per
     // process however many passes come between, as in the helper, whose
     // clients may ask for samples and never for bytes.

@@ -25,6 +25,8 @@ public:
     // What the sampler asked.
     std::vector<int32_t> pathLookups;
     std::vector<std::pair<int32_t, bool>> usageCalls;  // pid, refusedBefore
+    size_t passesFinished = 0;
+    size_t usageCallsWhenFinished = 0;
 
     static Process process(int32_t pid, uint64_t start, std::string_view command) {
         Process p;
@@ -66,6 +68,12 @@ public:
     }
 
     size_t truncatedNameLength() const override { return nameLimit; }
+
+    void finishPass() override {
+        ++passesFinished;
+        usageCallsWhenFinished = usageCalls.size();
+        rows_.clear();
+    }
 
 private:
     std::vector<ProcessTableRow> rows_;

@@ -55,6 +55,20 @@ TEST(ProcessSampler, ReadingsKeepKernelTableOrder) {
     EXPECT_EQ(readings[2].pid, 20);
 }
 
+TEST(ProcessSampler, EachPassTellsThePortItsRowsAreDoneWithAfterTheLastRead) {
+    Harness h;
+    h.port->processes = {FakeProcessTablePort::process(30, 1, "c"), FakeProcessTablePort::process(10, 1, "a")};
+    h.sampler.sampleNow();
+    EXPECT_EQ(h.port->passesFinished, 1u);
+    EXPECT_EQ(h.port->usageCallsWhenFinished, 2u);
+    // The readings outlive the rows they came from.
+    auto readings = h.sampler.sampleNow();
+    EXPECT_EQ(h.port->passesFinished, 2u);
+    EXPECT_EQ(h.port->usageCallsWhenFinished, 4u);
+    ASSERT_EQ(readings.size(), 2u);
+    EXPECT_EQ(readings[1].name, "a");
+}
+
 TEST(ProcessSampler, ZombiesAndNegativePidsAreSkipped) {
     Harness h;
     auto zombie = FakeProcessTablePort::process(11, 1, "defunct");

@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <span>
+#include <vector>
 
 #include "Sampling/ProcessSampler.h"
 #include "Sampling/linux/LinuxProcessTablePort.h"
@@ -36,6 +38,26 @@ TEST(LinuxProcessTablePortListing, NoPidHandedOutMeansTheLastPassesPidsAreReadWi
     auto third = counting.pass();
     EXPECT_EQ(counting.last.listings, 1u);
     EXPECT_NE(find(third, 4243), nullptr);
+}
+
+TEST(LinuxProcessTablePortListing, PassAfterTheRowsWereLetGoReadsTheSamePidsWithoutListing) {
+    TempDir root;
+    writeInit(root);
+    writeProcess(root, 42, "p", 'S', 1, 0, 0, 1);
+    writeProcess(root, 77, "q", 'S', 1, 0, 0, 1);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    LinuxProcessTablePort port(fixtureOptions(root));
+    auto pidsOf = [](std::span<const ProcessTableRow> rows) {
+        std::vector<int32_t> pids;
+        for (const auto& row : rows) pids.push_back(row.pid);
+        return pids;
+    };
+    auto listed = pidsOf(port.readTable());
+    ASSERT_EQ(listed, (std::vector<int32_t>{1, 42, 77}));
+    port.finishPass();
+    auto before = port.readCounts();
+    EXPECT_EQ(pidsOf(port.readTable()), listed);
+    EXPECT_EQ((port.readCounts() - before).listings, 0u);
 }
 
 TEST(LinuxProcessTablePortListing, ThreadCountAloneMovingListsAgain) {

@@ -15,12 +15,6 @@ namespace {
 
 using test::TempDir;
 
-std::vector<ProcessTableRow> rowsOf(const std::vector<int32_t>& pids) {
-    std::vector<ProcessTableRow> rows(pids.size());
-    for (size_t i = 0; i < pids.size(); ++i) rows[i].pid = pids[i];
-    return rows;
-}
-
 struct Listing {
     TempDir root;
     FileDescriptor proc;
@@ -36,7 +30,7 @@ struct Listing {
         lister.emplace(proc.get(), counts);
     }
     std::vector<int32_t> list(const std::vector<int32_t>& last, bool checking = false) {
-        return lister->list(rowsOf(last), checking);
+        return lister->list(last, checking);
     }
 };
 
