@@ -35,9 +35,10 @@ private:
     std::future<std::vector<ProcessReading>> recorded(std::future<std::vector<ProcessReading>> readings) {
         return std::async(std::launch::deferred, [this, readings = std::move(readings)]() mutable {
             auto result = readings.get();
-            auto facts = std::make_shared<ProcessFactsByPID>();
-            facts->reserve(result.size());
-            for (const auto& reading : result) facts->emplace(reading.pid, ProcessFacts::of(reading));
+            std::vector<ProcessFactsByPID::value_type> entries;
+            entries.reserve(result.size());
+            for (const auto& reading : result) entries.emplace_back(reading.pid, ProcessFacts::of(reading));
+            auto facts = std::make_shared<const ProcessFactsByPID>(std::move(entries));
             std::shared_ptr<const ProcessFactsByPID> replaced;  // freed outside the lock
             std::lock_guard lock(mutex_);
             replaced = std::exchange(facts_, std::move(facts));
