@@ -13,21 +13,24 @@ double perSecond(uint64_t now, uint64_t before, double elapsedSeconds) {
 
 Result rates(const CountersByPID& previous, const NetworkBytesByPID& cumulative,
              const std::vector<ProcessReading>& readings, std::optional<uint32_t> uid, double elapsedSeconds) {
-    Result result;
+    std::vector<CountersByPID::value_type> counters;
+    std::vector<RatesByPID::value_type> rates;
+    counters.reserve(readings.size());
+    rates.reserve(readings.size());
     for (const auto& reading : readings) {
         if (uid && reading.uid != *uid) continue;
         NetworkByteCounts bytes;
         if (auto found = cumulative.find(reading.pid); found != cumulative.end()) bytes = found->second;
-        result.counters[reading.pid] = Counter{reading.startTime, bytes.rx, bytes.tx};
+        counters.emplace_back(reading.pid, Counter{reading.startTime, bytes.rx, bytes.tx});
         Rate rate;
         auto before = previous.find(reading.pid);
         if (elapsedSeconds > 0 && before != previous.end() && before->second.startTime == reading.startTime) {
             rate.inBPS = perSecond(bytes.rx, before->second.rx, elapsedSeconds);
             rate.outBPS = perSecond(bytes.tx, before->second.tx, elapsedSeconds);
         }
-        result.rates[reading.pid] = rate;
+        rates.emplace_back(reading.pid, rate);
     }
-    return result;
+    return {RatesByPID(std::move(rates)), CountersByPID(std::move(counters))};
 }
 
 std::vector<ProcessSample> apply(const RatesByPID& rates, std::vector<ProcessSample> samples) {

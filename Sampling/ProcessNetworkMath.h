@@ -3,11 +3,11 @@
 #include <boost/describe/class.hpp>
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 #include "core/Date.h"
 #include "core/NetworkByteCounts.h"
+#include "core/PidTable.h"
 #include "core/ProcessReading.h"
 #include "core/ProcessSample.h"
 #include "core/RecordHash.h"
@@ -33,8 +33,8 @@ struct Rate {
 };
 BOOST_DESCRIBE_STRUCT(Rate, (), (inBPS, outBPS))
 
-using CountersByPID = std::unordered_map<int32_t, Counter>;
-using RatesByPID = std::unordered_map<int32_t, Rate>;
+using CountersByPID = PidTable<Counter>;
+using RatesByPID = PidTable<Rate>;
 
 struct Result {
     RatesByPID rates;

@@ -3,10 +3,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "core/Date.h"
+#include "core/PidTable.h"
 #include "core/ProcessReading.h"
 
 namespace orv::cli {
@@ -37,29 +36,6 @@ struct ProcessFacts {
     }
 };
 
-// One pass's facts by pid, in one block by ascending pid: a new table is
-// made every pass, and a node per process would leave the heap in pieces.
-class ProcessFactsByPID {
-public:
-    using value_type = std::pair<int32_t, ProcessFacts>;
-    using const_iterator = std::vector<value_type>::const_iterator;
-
-    ProcessFactsByPID() = default;
-    // From entries in any order; of two for one pid, the first stands.
-    explicit ProcessFactsByPID(std::vector<value_type> entries);
-
-    const_iterator find(int32_t pid) const;
-    bool contains(int32_t pid) const { return find(pid) != end(); }
-    // The pid's facts, made empty when it has none yet.
-    ProcessFacts& operator[](int32_t pid);
-
-    const_iterator begin() const { return entries_.begin(); }
-    const_iterator end() const { return entries_.end(); }
-    size_t size() const { return entries_.size(); }
-    bool empty() const { return entries_.empty(); }
-
-private:
-    std::vector<value_type> entries_;
-};
+using ProcessFactsByPID = PidTable<ProcessFacts>;
 
 }  // namespace orv::cli
