@@ -5,7 +5,7 @@ namespace orv {
 BundleAppClassifier::BundleAppClassifier(std::unique_ptr<BundleFilesPort> port) : port_(std::move(port)) {}
 
 ProcessMath::IdentitiesByPID BundleAppClassifier::identify(const std::vector<ProcessReading>& readings) {
-    ProcessMath::IdentitiesByPID identities;
+    std::vector<ProcessMath::IdentitiesByPID::value_type> identities;
     identities.reserve(readings.size());
     // The pass by pid, built only when a new process needs its responsible
     // process or its ancestors.
@@ -20,7 +20,7 @@ ProcessMath::IdentitiesByPID BundleAppClassifier::identify(const std::vector<Pro
             }
             found = instances_.emplace(key, classify(reading, pass)).first;
         }
-        identities.emplace(reading.pid, found->second);
+        identities.emplace_back(reading.pid, found->second);
     }
     if (instances_.size() > 2 * readings.size() + 64) {
         std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> live;
@@ -28,7 +28,7 @@ ProcessMath::IdentitiesByPID BundleAppClassifier::identify(const std::vector<Pro
         for (const auto& r : readings) live.insert({r.pid, r.startTime.secondsSinceReferenceDate});
         std::erase_if(instances_, [&](const auto& entry) { return !live.contains(entry.first); });
     }
-    return identities;
+    return ProcessMath::IdentitiesByPID(std::move(identities));
 }
 
 std::optional<std::string_view> BundleAppClassifier::bundleOf(const ProcessReading* reading) const {

@@ -20,9 +20,9 @@ AppIdentity CgroupAppClassifier::kernel() {
 }
 
 ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<ProcessReading>& readings) {
-    ProcessMath::IdentitiesByPID identities;
+    std::vector<ProcessMath::IdentitiesByPID::value_type> identities;
     identities.reserve(readings.size());
-    for (const auto& reading : readings) identities.emplace(reading.pid, identity(reading));
+    for (const auto& reading : readings) identities.emplace_back(reading.pid, identity(reading));
     // As the process sampler does: prune in bulk, only once the cache is
     // well past the live population, so a steady pass does no pruning work.
     if (instances_.size() > 2 * readings.size() + 64) {
@@ -33,7 +33,7 @@ ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<Pro
         // An identity no cached instance holds any more goes with them.
         std::erase_if(shared_, [](const Shared& identity) { return identity.use_count() == 1; });
     }
-    return identities;
+    return ProcessMath::IdentitiesByPID(std::move(identities));
 }
 
 const AppIdentity& CgroupAppClassifier::identity(const ProcessReading& reading) {

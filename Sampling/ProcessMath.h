@@ -8,13 +8,14 @@
 #include "core/AppIdentity.h"
 #include "core/Date.h"
 #include "core/Duration.h"
+#include "core/PidTable.h"
 #include "core/ProcessReading.h"
 #include "core/ProcessSample.h"
 
 namespace orv::ProcessMath {
 
 using ReadingsByPID = std::unordered_map<int32_t, ProcessReading>;
-using IdentitiesByPID = std::unordered_map<int32_t, AppIdentity>;
+using IdentitiesByPID = PidTable<AppIdentity>;
 // Cumulative GPU time per process, nanoseconds.
 using GPUTimeByPID = std::unordered_map<int32_t, uint64_t>;
 

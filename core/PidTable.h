@@ -53,6 +53,14 @@ public:
         if (found == end()) throw std::out_of_range("no entry for pid " + std::to_string(pid));
         return found->second;
     }
+    // Adds the pid's value unless it has one already, as a map's emplace
+    // does; whether it was added.
+    bool emplace(int32_t pid, T value) {
+        auto found = lowerBound(entries_, pid);
+        if (found != entries_.end() && found->first == pid) return false;
+        entries_.insert(found, {pid, std::move(value)});
+        return true;
+    }
     // The pid's value, made with T's default when it has none yet.
     T& operator[](int32_t pid) {
         auto found = lowerBound(entries_, pid);

@@ -52,7 +52,7 @@ protected:
 
     AppIdentity identify(const ProcessReading& r) {
         auto identities = classifier.identify({r});
-        EXPECT_EQ(identities.count(r.pid), 1u);
+        EXPECT_TRUE(identities.contains(r.pid));
         return identities[r.pid];
     }
 };

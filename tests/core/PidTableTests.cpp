@@ -59,6 +59,15 @@ TEST(PidTable, IndexingAddsInOrderAndChangesInPlace) {
     EXPECT_FALSE(table.contains(20));
 }
 
+TEST(PidTable, EmplaceAddsOnlyWhatIsNotThereAsAMapDoes) {
+    PidTable<Facts> table({{5, {1}}});
+    EXPECT_TRUE(table.emplace(9, {2}));
+    EXPECT_TRUE(table.emplace(3, {4}));
+    EXPECT_FALSE(table.emplace(5, {7}));
+    EXPECT_EQ(pidsOf(table), (std::vector<int32_t>{3, 5, 9}));
+    EXPECT_EQ(table.at(5).parentPID, 1);
+}
+
 TEST(PidTable, TablesWithTheSameEntriesAreEqualWhateverTheOrderTheyCameIn) {
     EXPECT_EQ((PidTable<Facts>{{2, {1}}, {1, {0}}}), (PidTable<Facts>{{1, {0}}, {2, {1}}}));
     EXPECT_NE((PidTable<Facts>{{2, {1}}}), (PidTable<Facts>{{2, {3}}}));
