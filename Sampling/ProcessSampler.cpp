@@ -27,7 +27,7 @@ const ProcessSampler::Identity& ProcessSampler::identity(const ProcessTableRow& 
 
     Identity identity;
     if (auto raw = port_->executablePath(row); raw && !raw->empty() && isValidUtf8(*raw)) {
-        identity.path = sharePath(*raw);
+        identity.path = paths_.share(*raw);
     }
     identity.name = repairUtf8(row.commandName());
     // The kernel cuts command names; a name that reaches the cut comes from
@@ -42,12 +42,6 @@ const ProcessSampler::Identity& ProcessSampler::identity(const ProcessTableRow& 
         }
     }
     return identities_.emplace(key, std::move(identity)).first->second;
-}
-
-ProcessSampler::SharedPath ProcessSampler::sharePath(std::string_view path) {
-    auto found = paths_.find(path);
-    if (found != paths_.end()) return *found;
-    return *paths_.insert(std::make_shared<const std::string>(path)).first;
 }
 
 std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsageFor) {
@@ -100,7 +94,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
         std::unordered_set<Key, KeyHash> seen(seenKeys_.begin(), seenKeys_.end());
         if (trimIdentities) std::erase_if(identities_, [&](const auto& entry) { return !seen.contains(entry.first); });
         if (trimRefused) std::erase_if(refused_, [&](const Key& key) { return !seen.contains(key); });
-        if (trimIdentities) std::erase_if(paths_, [](const SharedPath& path) { return path.use_count() == 1; });
+        if (trimIdentities) paths_.prune();
     }
     return readings;
 }

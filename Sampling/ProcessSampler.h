@@ -12,6 +12,7 @@
 #include "Sampling/ProcessTablePort.h"
 #include "core/ProcessSource.h"
 #include "core/SamplingExecutor.h"
+#include "core/SharedStrings.h"
 
 namespace orv {
 
@@ -46,27 +47,11 @@ private:
             return std::hash<uint64_t>{}((uint64_t(uint32_t(k.pid)) << 32) ^ k.start ^ (k.start >> 29));
         }
     };
-    using SharedPath = std::shared_ptr<const std::string>;
+    using SharedPath = SharedStrings::Shared;
     struct Identity {
         SharedPath path;  // null: none
         std::string name;
     };
-    // Equal paths are one string, looked up by their text.
-    struct PathHash {
-        using is_transparent = void;
-        size_t operator()(std::string_view path) const noexcept { return std::hash<std::string_view>{}(path); }
-        size_t operator()(const SharedPath& path) const noexcept { return (*this)(std::string_view(*path)); }
-    };
-    struct PathEqual {
-        using is_transparent = void;
-        static std::string_view text(std::string_view path) { return path; }
-        static std::string_view text(const SharedPath& path) { return *path; }
-        template <class A, class B>
-        bool operator()(const A& a, const B& b) const noexcept {
-            return text(a) == text(b);
-        }
-    };
-    SharedPath sharePath(std::string_view path);
 
     const Identity& identity(const ProcessTableRow& row, const Key& key);
 
@@ -75,7 +60,7 @@ private:
     std::unordered_map<Key, Identity, KeyHash> identities_;
     // Many processes run one executable (a server's workers, shells): their
     // cached identities hold its path once.
-    std::unordered_set<SharedPath, PathHash, PathEqual> paths_;
+    SharedStrings paths_;
     std::unordered_set<Key, KeyHash> refused_;
     std::vector<Key> seenKeys_;  // this pass's instances; a set only when trimming
 };

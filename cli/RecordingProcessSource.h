@@ -37,8 +37,10 @@ private:
             auto result = readings.get();
             std::vector<ProcessFactsByPID::value_type> entries;
             entries.reserve(result.size());
-            for (const auto& reading : result) entries.emplace_back(reading.pid, ProcessFacts::of(reading));
+            for (const auto& reading : result) entries.emplace_back(reading.pid, ProcessFacts::of(reading, paths_));
             auto facts = std::make_shared<const ProcessFactsByPID>(std::move(entries));
+            // Paths of executables no process runs any more go, in bulk.
+            if (paths_.size() > 2 * result.size() + 64) paths_.prune();
             std::shared_ptr<const ProcessFactsByPID> replaced;  // freed outside the lock
             std::lock_guard lock(mutex_);
             replaced = std::exchange(facts_, std::move(facts));
@@ -47,6 +49,8 @@ private:
     }
 
     std::shared_ptr<ProcessSource> inner_;
+    // Touched only where readings are collected, one pass at a time.
+    SharedStrings paths_;
     mutable std::mutex mutex_;
     std::shared_ptr<const ProcessFactsByPID> facts_ = std::make_shared<const ProcessFactsByPID>();
 };

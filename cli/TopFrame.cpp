@@ -334,7 +334,7 @@ void addDetail(std::vector<std::string>& lines, const Snapshot& snapshot, const 
         if (found != context.facts->end()) facts = &found->second;
     }
     if (facts) {
-        lines.push_back(fmt::format("  Path     {}", facts->executablePath.value_or("-")));
+        lines.push_back(fmt::format("  Path     {}", facts->executablePath ? *facts->executablePath : std::string("-")));
     }
     if (context.arguments) lines.push_back(fmt::format("  Command  {}", fmt::join(*context.arguments, " ")));
     if (facts) {

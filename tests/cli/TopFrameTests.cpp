@@ -193,12 +193,14 @@ TEST(TopFrame, AZeroSizedTerminalGetsNoLines) {
 
 // The fixture's processes as a tree: burner (10) starts backup (12), which
 // starts idle (13); browser (11) stands alone.
+SharedStrings::Shared sharedPath(const char* text) { return std::make_shared<const std::string>(text); }
+
 ProcessFactsByPID treeFacts() {
     ProcessFactsByPID facts;
-    facts[10] = ProcessFacts{1, 1000, "/usr/bin/burner", Date::fromUnixSeconds(1'699'990'000), false};
-    facts[11] = ProcessFacts{1, 1000, "/usr/bin/browser", Date::fromUnixSeconds(1'699'990'000), false};
-    facts[12] = ProcessFacts{10, 1000, std::nullopt, Date::fromUnixSeconds(1'699'990'000), false};
-    facts[13] = ProcessFacts{12, 0, std::nullopt, Date::fromUnixSeconds(1'699'990'000), false};
+    facts[10] = ProcessFacts{1, 1000, sharedPath("/usr/bin/burner"), Date::fromUnixSeconds(1'699'990'000), false};
+    facts[11] = ProcessFacts{1, 1000, sharedPath("/usr/bin/browser"), Date::fromUnixSeconds(1'699'990'000), false};
+    facts[12] = ProcessFacts{10, 1000, nullptr, Date::fromUnixSeconds(1'699'990'000), false};
+    facts[13] = ProcessFacts{12, 0, nullptr, Date::fromUnixSeconds(1'699'990'000), false};
     return facts;
 }
 
@@ -386,19 +388,20 @@ TEST(TopFrame, KernelThreadsAreHiddenUntilAskedFor) {
 }
 
 TEST(TopFrame, KernelThreadsAreTheKernelsTaskAndTheThreadDaemonsFamily) {
+    SharedStrings paths;
     ProcessReading reading;
     reading.pid = 2;
-    EXPECT_TRUE(ProcessFacts::of(reading).isKernelThread);
+    EXPECT_TRUE(ProcessFacts::of(reading, paths).isKernelThread);
     reading.pid = 0;
-    EXPECT_TRUE(ProcessFacts::of(reading).isKernelThread);
+    EXPECT_TRUE(ProcessFacts::of(reading, paths).isKernelThread);
     reading.pid = 40;
     reading.parentPID = 2;
-    EXPECT_TRUE(ProcessFacts::of(reading).isKernelThread);
+    EXPECT_TRUE(ProcessFacts::of(reading, paths).isKernelThread);
     reading.executablePath = "/usr/bin/kthread-lookalike";
-    EXPECT_FALSE(ProcessFacts::of(reading).isKernelThread);
+    EXPECT_FALSE(ProcessFacts::of(reading, paths).isKernelThread);
     reading.parentPID = 1;
     reading.executablePath.reset();  // another user's process, its executable unreadable
-    EXPECT_FALSE(ProcessFacts::of(reading).isKernelThread);
+    EXPECT_FALSE(ProcessFacts::of(reading, paths).isKernelThread);
 }
 
 TEST(TopFrame, TheFilterMatchesNameOrAppWithoutRegardToCase) {

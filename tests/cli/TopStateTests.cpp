@@ -176,6 +176,25 @@ public:
     }
 };
 
+TEST(RecordingProcessSource, ProcessesOfOneExecutableShareOnePathAcrossPasses) {
+    auto inner = std::make_shared<FixedSource>();
+    for (int32_t pid : {10, 11, 12}) {
+        ProcessReading reading;
+        reading.pid = pid;
+        reading.executablePath = pid == 12 ? "/usr/lib/firefox/firefox-bin" : "/usr/lib/firefox/firefox";
+        inner->readings.push_back(reading);
+    }
+    RecordingProcessSource recorder(inner);
+    (void)recorder.sample().get();
+    auto first = recorder.facts();
+    ASSERT_TRUE(first->at(10).executablePath && first->at(12).executablePath);
+    EXPECT_EQ(*first->at(10).executablePath, "/usr/lib/firefox/firefox");
+    EXPECT_EQ(first->at(10).executablePath.get(), first->at(11).executablePath.get());
+    EXPECT_EQ(*first->at(12).executablePath, "/usr/lib/firefox/firefox-bin");
+    (void)recorder.sample().get();
+    EXPECT_EQ(recorder.facts()->at(11).executablePath.get(), first->at(10).executablePath.get());
+}
+
 TEST(RecordingProcessSource, PassesReadingsOnAndKeepsTheirFacts) {
     auto inner = std::make_shared<FixedSource>();
     ProcessReading reading;
@@ -194,7 +213,8 @@ TEST(RecordingProcessSource, PassesReadingsOnAndKeepsTheirFacts) {
     ASSERT_TRUE(facts.contains(42));
     EXPECT_EQ(facts[42].parentPID, 7);
     EXPECT_EQ(facts[42].uid, 1000u);
-    EXPECT_EQ(facts[42].executablePath, "/usr/bin/worker");
+    ASSERT_TRUE(facts[42].executablePath);
+    EXPECT_EQ(*facts[42].executablePath, "/usr/bin/worker");
     // The next pass replaces the facts: a gone process is forgotten.
     inner->readings.clear();
     (void)recorder.sample(PidSet{42}).get();
