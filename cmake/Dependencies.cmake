@@ -20,7 +20,13 @@ target_link_libraries(orvantine::simdjson INTERFACE simdjson::simdjson)
 
 find_package(fmt REQUIRED)
 add_library(orvantine::fmt INTERFACE IMPORTED)
-target_link_libraries(orvantine::fmt INTERFACE fmt::fmt)
+# Debian ships fmt as a shared library only; on Linux it is compiled in from
+# its headers instead, for the reason above.
+if(APPLE)
+  target_link_libraries(orvantine::fmt INTERFACE fmt::fmt)
+else()
+  target_link_libraries(orvantine::fmt INTERFACE fmt::fmt-header-only)
+endif()
 
 find_package(CLI11 REQUIRED)
 
