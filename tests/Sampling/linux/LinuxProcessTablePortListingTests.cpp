@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <utility>
 #include <span>
 #include <vector>
 
@@ -20,6 +22,12 @@ namespace {
 using test::TempDir;
 using namespace test::proc;
 
+// init and sleeping children of it, with a loadavg whose last pid is 4242.
+void writeSleepers(const TempDir& root, std::initializer_list<std::pair<int32_t, const char*>> children) {
+    writeInit(root);
+    for (auto [pid, name] : children) writeProcess(root, pid, name, 'S', 1, 0, 0, 1);
+    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+}
 
 TEST(LinuxProcessTablePortListing, NoPidHandedOutMeansTheLastPassesPidsAreReadWithoutListing) {
     TempDir root;
@@ -42,10 +50,7 @@ TEST(LinuxProcessTablePortListing, NoPidHandedOutMeansTheLastPassesPidsAreReadWi
 
 TEST(LinuxProcessTablePortListing, PassAfterTheRowsWereLetGoReadsTheSamePidsWithoutListing) {
     TempDir root;
-    writeInit(root);
-    writeProcess(root, 42, "p", 'S', 1, 0, 0, 1);
-    writeProcess(root, 77, "q", 'S', 1, 0, 0, 1);
-    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    writeSleepers(root, {{42, "p"}, {77, "q"}});
     LinuxProcessTablePort port(fixtureOptions(root));
     auto pidsOf = [](std::span<const ProcessTableRow> rows) {
         std::vector<int32_t> pids;
@@ -75,10 +80,7 @@ TEST(LinuxProcessTablePortListing, ThreadCountAloneMovingListsAgain) {
 
 TEST(LinuxProcessTablePortListing, ProcessThatExitedIsDroppedWithoutListing) {
     TempDir root;
-    writeInit(root);
-    writeProcess(root, 42, "stays", 'S', 1, 0, 0, 1);
-    writeProcess(root, 43, "leaves", 'S', 1, 0, 0, 1);
-    root.write("proc/loadavg", "0.10 0.20 0.30 1/120 4242\n");
+    writeSleepers(root, {{42, "stays"}, {43, "leaves"}});
     auto options = fixtureOptions(root);
     options.descriptorBudget = 1;  // files opened afresh, so a removed one is gone
     CountingSampler counting(options);
