@@ -21,26 +21,31 @@ AppIdentity CgroupAppClassifier::kernel() {
 
 ProcessMath::IdentitiesByPID CgroupAppClassifier::identify(const std::vector<ProcessReading>& readings) {
     std::vector<ProcessMath::IdentitiesByPID::value_type> identities;
+    std::vector<PidTable<Instance>::value_type> instances;
     identities.reserve(readings.size());
-    for (const auto& reading : readings) identities.emplace_back(reading.pid, identity(reading));
-    // As the process sampler does: prune in bulk, only once the cache is
-    // well past the live population, so a steady pass does no pruning work.
-    if (instances_.size() > 2 * readings.size() + 64) {
-        std::unordered_set<ProcessInstanceKey, ProcessInstanceKeyHash> live;
-        live.reserve(readings.size());
-        for (const auto& r : readings) live.insert({r.pid, r.startTime.secondsSinceReferenceDate});
-        std::erase_if(instances_, [&](const auto& entry) { return !live.contains(entry.first); });
-        // An identity no cached instance holds any more goes with them.
+    instances.reserve(readings.size());
+    for (const auto& reading : readings) {
+        const Shared& shared = instance(reading);
+        identities.emplace_back(reading.pid, *shared);
+        instances.emplace_back(reading.pid, Instance{reading.startTime.secondsSinceReferenceDate, shared});
+    }
+    instances_ = PidTable<Instance>(std::move(instances));
+    // Identities no live instance holds go in bulk, once there are more of
+    // them than instances, so a steady pass does no pruning work.
+    if (shared_.size() > instances_.size()) {
         std::erase_if(shared_, [](const Shared& identity) { return identity.use_count() == 1; });
     }
     return ProcessMath::IdentitiesByPID(std::move(identities));
 }
 
-const AppIdentity& CgroupAppClassifier::identity(const ProcessReading& reading) {
-    ProcessInstanceKey key{reading.pid, reading.startTime.secondsSinceReferenceDate};
-    auto found = instances_.find(key);
-    if (found != instances_.end()) return *found->second;
-    return *instances_.emplace(key, share(classify(reading))).first->second;
+const AppIdentity& CgroupAppClassifier::identity(const ProcessReading& reading) { return *instance(reading); }
+
+const CgroupAppClassifier::Shared& CgroupAppClassifier::instance(const ProcessReading& reading) {
+    const double start = reading.startTime.secondsSinceReferenceDate;
+    Instance& kept = instances_[reading.pid];
+    // A pid taken by a later process is classified afresh.
+    if (!kept.identity || kept.start != start) kept = Instance{start, share(classify(reading))};
+    return kept.identity;
 }
 
 CgroupAppClassifier::Shared CgroupAppClassifier::share(AppIdentity identity) {

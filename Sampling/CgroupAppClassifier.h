@@ -9,6 +9,7 @@
 
 #include "Sampling/AppClassifier.h"
 #include "Sampling/CgroupAppRule.h"
+#include "core/PidTable.h"
 
 namespace orv {
 
@@ -69,7 +70,15 @@ private:
     // Most processes share their identity with others (every process of a
     // program that no app claims, every kernel thread, a service's
     // workers), so an instance holds a shared one rather than its own copy.
-    std::unordered_map<ProcessInstanceKey, Shared, ProcessInstanceKeyHash> instances_;
+    // A pid has one live instance at a time: the table is the last pass's,
+    // made anew each pass, so a process that exited goes with it.
+    struct Instance {
+        double start = 0;
+        Shared identity;
+        friend bool operator==(const Instance&, const Instance&) = default;
+    };
+    const Shared& instance(const ProcessReading& reading);
+    PidTable<Instance> instances_;
     std::unordered_set<Shared, SharedHash, SharedEqual> shared_;
     std::unordered_map<std::string, AppName> apps_;
 };
