@@ -48,7 +48,10 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
     auto rows = port_->readTable();
     std::vector<ProcessReading> readings;
     readings.reserve(rows.size());
-    seenKeys_.clear();
+    // This pass's instances, for the bulk pruning below; not kept between
+    // passes, where it would hold a slot per process for nothing.
+    std::vector<Key> seenKeys;
+    seenKeys.reserve(rows.size());
 
     for (const auto& row : rows) {
         if (row.isZombie || row.pid < 0) continue;
@@ -66,7 +69,7 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
             complete = read.outcome == ProcessOutcome::complete && !refusedBefore;
         }
         const ProcessUsage& usage = read.usage;
-        seenKeys_.push_back(key);
+        seenKeys.push_back(key);
 
         const Identity& id = identity(row, key);
         ProcessReading& r = readings.emplace_back();
@@ -88,10 +91,10 @@ std::vector<ProcessReading> ProcessSampler::sampleNow(const PidSet& skippingUsag
 
     // Trim the caches in bulk, only once they are well past the live
     // population, so that steady state does no pruning work at all.
-    bool trimIdentities = identities_.size() > 2 * seenKeys_.size();
-    bool trimRefused = refused_.size() > seenKeys_.size();
+    bool trimIdentities = identities_.size() > 2 * seenKeys.size();
+    bool trimRefused = refused_.size() > seenKeys.size();
     if (trimIdentities || trimRefused) {
-        std::unordered_set<Key, KeyHash> seen(seenKeys_.begin(), seenKeys_.end());
+        std::unordered_set<Key, KeyHash> seen(seenKeys.begin(), seenKeys.end());
         if (trimIdentities) std::erase_if(identities_, [&](const auto& entry) { return !seen.contains(entry.first); });
         if (trimRefused) std::erase_if(refused_, [&](const Key& key) { return !seen.contains(key); });
         if (trimIdentities) paths_.prune();

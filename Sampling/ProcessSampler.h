@@ -62,7 +62,6 @@ private:
     // cached identities hold its path once.
     SharedStrings paths_;
     std::unordered_set<Key, KeyHash> refused_;
-    std::vector<Key> seenKeys_;  // this pass's instances; a set only when trimming
 };
 
 }  // namespace orv
