@@ -165,7 +165,8 @@ ProcessOutcome LinuxProcessTablePort::readStat(int32_t pid, Tracked& tracked, bo
     ProcParentCheck::restat(tracked.parent, stat->parentPID, isNew, instances_);
     tracked.startTicks = stat->startTicks;
     tracked.cpuTicks = stat->userTicks + stat->systemTicks;
-    tracked.threadCount = stat->threadCount;
+    // The kernel's thread limit is far below 2^32.
+    tracked.threadCount = static_cast<uint32_t>(stat->threadCount);
     tracked.state = stat->state;
     tracked.isZombie = stat->isZombie();
     tracked.isKernelThread = stat->isKernelThread();

@@ -89,7 +89,10 @@ private:
     // Fields ordered so that none pads another: one of these lives as long
     // as its process.
     struct Tracked {
-        uint64_t generation = 0;
+        // The pass that last met it: 32 bits last 136 years at one pass a
+        // second, and a stale one is dropped the pass after.
+        uint32_t generation = 0;
+        uint32_t threadCount = 0;  // from the last read of stat
         uint64_t instance = 0;  // 0 until the first read of its stat
         ProcDescriptorCache::Files files;
         ProcSleepProof::State sleep;
@@ -98,7 +101,6 @@ private:
         // From the last read of stat and of the owner.
         uint64_t startTicks = 0;
         uint64_t cpuTicks = 0;
-        uint64_t threadCount = 0;
         std::optional<ProcIO> io;  // from a pass since which it has slept
         // Held in place up to 15 bytes: only a kernel thread's longer name
         // takes a block of its own.
@@ -155,7 +157,7 @@ private:
     ProcSleepProof sleepProof_;
     int passesSinceCheck_ = 0;
     bool checking_ = false;  // this pass lists and reads whole
-    uint64_t generation_ = 0;
+    uint32_t generation_ = 0;
     uint64_t instances_ = 0;
     // After the cache: its descriptors give their places back to it.
     std::unordered_map<int32_t, Tracked> tracked_;

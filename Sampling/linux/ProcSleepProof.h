@@ -29,10 +29,10 @@ public:
     // What the proof keeps of one process.
     struct State {
         std::optional<ProcSchedstat> sched;  // the main thread's, at its last read
-        bool noSchedstat = false;            // the kernel has none to read
         // Every thread but the main one, when there are few enough. Their
         // figures prove sleep only once read before the last stat read.
         std::vector<WatchedThread> threads;
+        bool noSchedstat = false;  // the kernel has none to read
         bool threadsKnown = false;
         bool threadsTrusted = false;
     };
