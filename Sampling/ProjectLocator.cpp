@@ -1,10 +1,10 @@
 #include "Sampling/ProjectLocator.h"
 
 #include <array>
-#include <simdjson.h>
 #include <system_error>
 
 #include "core/FileReading.h"
+#include "core/JsonDocument.h"
 #include "core/TextDecoding.h"
 
 namespace orv {
@@ -20,12 +20,14 @@ constexpr std::array<std::string_view, 8> manifests = {"package.json", "deno.jso
 constexpr size_t manifestLimit = 1 << 20;
 
 std::optional<std::string> jsonName(std::string_view text) {
-    simdjson::dom::parser parser;
-    simdjson::dom::element document;
-    if (parser.parse(text.data(), text.size()).get(document)) return std::nullopt;
-    std::string_view name;
-    if (document["name"].get_string().get(name) || name.empty()) return std::nullopt;
-    return std::string(name);
+    json::JsonDocument document;
+    json::JsonElement root, name;
+    std::string error;
+    if (!document.parse(text, root, error) || root.type() != json::JsonType::object) return std::nullopt;
+    if (!root.object().find("name", name) || name.type() != json::JsonType::string || name.string().empty()) {
+        return std::nullopt;
+    }
+    return std::string(name.string());
 }
 
 // `name = "…"` within one of `sections` of a TOML file; only the plain

@@ -14,10 +14,6 @@ find_package(Boost 1.81 REQUIRED COMPONENTS json)
 add_library(orvantine::boost INTERFACE IMPORTED)
 target_link_libraries(orvantine::boost INTERFACE Boost::json Boost::headers)
 
-find_package(simdjson REQUIRED)
-add_library(orvantine::simdjson INTERFACE IMPORTED)
-target_link_libraries(orvantine::simdjson INTERFACE simdjson::simdjson)
-
 find_package(fmt REQUIRED)
 add_library(orvantine::fmt INTERFACE IMPORTED)
 # Debian ships fmt as a shared library only; on Linux it is compiled in from

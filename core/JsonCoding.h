@@ -15,7 +15,7 @@
 //   alternating key and value.
 // Writing streams tokens into a string (JsonWriter); the same rules can also
 // build a Boost.JSON value, for a caller that composes a larger document.
-// Reading walks a simdjson DOM, whose number parser is exact (a date must
+// Reading walks a JsonDocument, whose numbers are read exactly (a date must
 // compare equal after a round trip).
 
 #include <boost/describe.hpp>
@@ -30,7 +30,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <simdjson.h>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -42,11 +41,12 @@
 #include "core/Date.h"
 #include "core/DecodingError.h"
 #include "core/Duration.h"
+#include "core/JsonDocument.h"
 #include "core/JsonWriter.h"
 
 namespace orv::json {
 
-using Element = simdjson::dom::element;
+using Element = JsonElement;
 
 // Where a decoder is in the document, kept as a chain on the stack so that it
 // costs nothing until an error names it.
@@ -314,8 +314,8 @@ template <class T>
 T decodeInteger(Element e, const CodingPath& path) {
     using Limits = std::numeric_limits<T>;
     switch (e.type()) {
-        case simdjson::dom::element_type::INT64: {
-            int64_t v = int64_t(e);
+        case JsonType::int64: {
+            int64_t v = e.int64();
             if constexpr (std::is_signed_v<T>) {
                 if (v >= int64_t(Limits::min()) && v <= int64_t(Limits::max())) return T(v);
             } else {
@@ -323,15 +323,15 @@ T decodeInteger(Element e, const CodingPath& path) {
             }
             break;
         }
-        case simdjson::dom::element_type::UINT64: {
-            uint64_t v = uint64_t(e);
+        case JsonType::uint64: {
+            uint64_t v = e.uint64();
             if (v <= uint64_t(Limits::max())) return T(v);
             break;
         }
-        case simdjson::dom::element_type::DOUBLE: {
+        case JsonType::real: {
             // A whole number written with a fraction or an exponent is still
             // that number, as the Swift decoder reads it.
-            double v = double(e);
+            double v = e.real();
             if (std::trunc(v) == v && v >= double(Limits::min()) && v < std::ldexp(1.0, Limits::digits)) return T(v);
             break;
         }
@@ -343,7 +343,7 @@ T decodeInteger(Element e, const CodingPath& path) {
 }
 
 template <DescribedRecord T>
-void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) {
+void decodeFields(JsonObject object, const CodingPath& path, T& out) {
     // Keys nearly always come in the order the fields are written, so the
     // key after the last one taken is tried first and only a miss searches
     // the whole object. Every key before that one was taken by an earlier
@@ -361,9 +361,9 @@ void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) 
             ++next;
             found = true;
         } else {
-            found = !object.at_key(member.name).get(child);
+            found = object.find(member.name, child);
         }
-        const bool present = found && !child.is_null();
+        const bool present = found && !child.isNull();
         if constexpr (detail::IsOptional<Field>::value) {
             if (present) field = decodeFrom<typename Field::value_type>(child, path.child(member.name));
             else field.reset();
@@ -378,18 +378,16 @@ void decodeFields(simdjson::dom::object object, const CodingPath& path, T& out) 
 }
 
 template <class T>
-simdjson::dom::object expectObject(Element e, const CodingPath& path) {
-    if (e.is_null()) throwValueNotFound(path, detail::typeName<T>());
-    simdjson::dom::object object;
-    if (e.get_object().get(object)) throwTypeMismatch(path, detail::typeName<T>(), e);
-    return object;
+JsonObject expectObject(Element e, const CodingPath& path) {
+    if (e.isNull()) throwValueNotFound(path, detail::typeName<T>());
+    if (e.type() != JsonType::object) throwTypeMismatch(path, detail::typeName<T>(), e);
+    return e.object();
 }
 
 template <class T>
-simdjson::dom::array expectArray(Element e, const CodingPath& path) {
-    simdjson::dom::array array;
-    if (e.get_array().get(array)) throwTypeMismatch(path, "Array<Any>", e);
-    return array;
+JsonArray expectArray(Element e, const CodingPath& path) {
+    if (e.type() != JsonType::array) throwTypeMismatch(path, "Array<Any>", e);
+    return e.array();
 }
 
 template <class Variant, size_t I = 0>
@@ -418,29 +416,27 @@ template <class T>
 T decodeFrom(Element e, const CodingPath& path) {
     if constexpr (!detail::IsOptional<T>::value) {
         // A null where a value must be, at any depth, is a missing value.
-        if (e.is_null()) throwValueNotFound(path, detail::typeName<T>());
+        if (e.isNull()) throwValueNotFound(path, detail::typeName<T>());
     }
     if constexpr (HasCoder<T>) {
         return Coder<T>::decode(e, path);
     } else if constexpr (std::is_same_v<T, bool>) {
-        bool v;
-        if (e.get_bool().get(v)) throwTypeMismatch(path, "Bool", e);
-        return v;
+        if (e.type() != JsonType::boolean) throwTypeMismatch(path, "Bool", e);
+        return e.boolean();
     } else if constexpr (std::is_integral_v<T>) {
         return decodeInteger<T>(e, path);
     } else if constexpr (std::is_floating_point_v<T>) {
         switch (e.type()) {
-            case simdjson::dom::element_type::DOUBLE: return T(double(e));
-            case simdjson::dom::element_type::INT64: return T(int64_t(e));
-            case simdjson::dom::element_type::UINT64: return T(uint64_t(e));
+            case JsonType::real: return T(e.real());
+            case JsonType::int64: return T(e.int64());
+            case JsonType::uint64: return T(e.uint64());
             default: throwTypeMismatch(path, "Double", e);
         }
     } else if constexpr (std::is_same_v<T, std::string>) {
-        std::string_view v;
-        if (e.get_string().get(v)) throwTypeMismatch(path, "String", e);
-        return std::string(v);
+        if (e.type() != JsonType::string) throwTypeMismatch(path, "String", e);
+        return std::string(e.string());
     } else if constexpr (detail::IsOptional<T>::value) {
-        if (e.is_null()) return std::nullopt;
+        if (e.isNull()) return std::nullopt;
         return decodeFrom<typename T::value_type>(e, path);
     } else if constexpr (detail::IsSequence<T>::value || detail::IsSet<T>::value) {
         auto array = expectArray<T>(e, path);
@@ -458,8 +454,9 @@ T decodeFrom(Element e, const CodingPath& path) {
         using Value = typename T::mapped_type;
         T out;
         if constexpr (std::is_same_v<Key, std::string>) {
-            for (auto field : expectObject<T>(e, path)) {
-                out.emplace(std::string(field.key), decodeFrom<Value>(field.value, path.child(field.key)));
+            auto object = expectObject<T>(e, path);
+            for (auto field = object.begin(); field != object.end(); ++field) {
+                out.emplace(std::string(field.key()), decodeFrom<Value>(field.value(), path.child(field.key())));
             }
         } else {
             auto array = expectArray<T>(e, path);
@@ -475,8 +472,8 @@ T decodeFrom(Element e, const CodingPath& path) {
         }
         return out;
     } else if constexpr (DescribedEnum<T>) {
-        std::string_view raw;
-        if (e.get_string().get(raw)) throwTypeMismatch(path, "String", e);
+        if (e.type() != JsonType::string) throwTypeMismatch(path, "String", e);
+        std::string_view raw = e.string();
         T out{};
         bool matched = false;
         boost::mp11::mp_for_each<boost::describe::describe_enumerators<T>>([&](auto enumerator) {
@@ -495,11 +492,11 @@ T decodeFrom(Element e, const CodingPath& path) {
         std::string_view chosen;
         Element payload;
         size_t cases = 0;
-        for (auto field : object) {
-            if (isCaseName<T>(field.key)) {
+        for (auto field = object.begin(); field != object.end(); ++field) {
+            if (isCaseName<T>(field.key())) {
                 ++cases;
-                chosen = field.key;
-                payload = field.value;
+                chosen = field.key();
+                payload = field.value();
             }
         }
         if (cases != 1) throwInvalidCaseCount(path);
@@ -515,24 +512,16 @@ T decodeFrom(Element e, const CodingPath& path) {
     }
 }
 
-// How far past a text's end the parser may read. A string whose capacity
-// leaves this much room is parsed where it lies; any other text is first
-// copied into a buffer that does.
-inline constexpr size_t parserReadAhead = simdjson::SIMDJSON_PADDING;
+// Parses `text` into this thread's document; throws DecodingError on
+// malformed JSON. The element stays valid until the next parse on this
+// thread.
+Element parseDocument(std::string_view text);
 
 // Parses `text` and decodes it as T; throws DecodingError on malformed JSON
 // or on a document that does not fit T.
-Element parseDocument(std::string_view text, bool hasReadAhead = false);
-
 template <class T>
 T decode(std::string_view text) {
     return decodeFrom<T>(parseDocument(text), CodingPath{});
-}
-
-template <class T, class Text>
-    requires std::same_as<Text, std::string>
-T decode(const Text& text) {
-    return decodeFrom<T>(parseDocument(text, text.capacity() - text.size() >= parserReadAhead), CodingPath{});
 }
 
 // ---------------------------------------------------------------- bespoke forms

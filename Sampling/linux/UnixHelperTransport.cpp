@@ -213,10 +213,7 @@ private:
             if (length > HelperFrame::maxReplyBytes) {
                 return Failure{"The helper announced a reply of " + std::to_string(length) + " bytes, over the limit"};
             }
-            // Room past the end lets the JSON parser read the reply in place.
-            std::string payload;
-            payload.reserve(size_t(length) + json::parserReadAhead);
-            payload.resize(length);
+            std::string payload(length, '\0');
             if (auto read = readExactly(payload.data(), payload.size()); !read) return read.error();
             auto reply = HelperFrame::readReply(payload);
             if (!reply) return Failure{"The helper sent a malformed reply"};

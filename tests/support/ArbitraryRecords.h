@@ -7,7 +7,6 @@
 // valid UTF-8 made of letters, quotation marks, reverse solidi, control
 // characters and multi-byte characters (a document with a malformed one is
 // refused whole, and would hide the rest), and collections are short.
-#include <simdjson.h>
 
 #include <cstdint>
 #include <cstring>
@@ -130,45 +129,46 @@ T arbitrary(ByteSource& in, int depth) {
 // bit. Texts that are not JSON are the same when neither is. `why` names
 // the first difference.
 inline bool sameJsonDocument(std::string_view a, std::string_view b, std::string* why = nullptr) {
-    simdjson::dom::parser left, right;
-    simdjson::dom::element x, y;
-    const bool xFailed = left.parse(a.data(), a.size(), true).get(x) != simdjson::SUCCESS;
-    const bool yFailed = right.parse(b.data(), b.size(), true).get(y) != simdjson::SUCCESS;
+    json::JsonDocument left, right;
+    json::JsonElement x, y;
+    std::string error;
+    const bool xFailed = !left.parse(a, x, error);
+    const bool yFailed = !right.parse(b, y, error);
     auto differ = [&](std::string what) {
         if (why) *why = std::move(what);
         return false;
     };
     if (xFailed || yFailed) return xFailed == yFailed ? true : differ("only one text is JSON");
-    auto same = [&](auto& self, simdjson::dom::element p, simdjson::dom::element q) -> bool {
-        using Type = simdjson::dom::element_type;
+    auto same = [&](auto& self, json::JsonElement p, json::JsonElement q) -> bool {
+        using Type = json::JsonType;
         if (p.type() != q.type()) return differ("types differ");
         switch (p.type()) {
-            case Type::ARRAY: {
-                auto i = simdjson::dom::array(p).begin(), iEnd = simdjson::dom::array(p).end();
-                auto j = simdjson::dom::array(q).begin(), jEnd = simdjson::dom::array(q).end();
+            case Type::array: {
+                auto i = p.array().begin(), iEnd = p.array().end();
+                auto j = q.array().begin(), jEnd = q.array().end();
                 for (; i != iEnd && j != jEnd; ++i, ++j) {
                     if (!self(self, *i, *j)) return false;
                 }
                 return (i == iEnd && j == jEnd) || differ("array lengths differ");
             }
-            case Type::OBJECT: {
-                auto i = simdjson::dom::object(p).begin(), iEnd = simdjson::dom::object(p).end();
-                auto j = simdjson::dom::object(q).begin(), jEnd = simdjson::dom::object(q).end();
+            case Type::object: {
+                auto i = p.object().begin(), iEnd = p.object().end();
+                auto j = q.object().begin(), jEnd = q.object().end();
                 for (; i != iEnd && j != jEnd; ++i, ++j) {
                     if (i.key() != j.key()) return differ("keys differ: " + std::string(i.key()) + " / " + std::string(j.key()));
                     if (!self(self, i.value(), j.value())) return false;
                 }
                 return (i == iEnd && j == jEnd) || differ("object sizes differ");
             }
-            case Type::INT64: return int64_t(p) == int64_t(q) || differ("integers differ");
-            case Type::UINT64: return uint64_t(p) == uint64_t(q) || differ("integers differ");
-            case Type::DOUBLE: {
-                const double u = double(p), v = double(q);
+            case Type::int64: return p.int64() == q.int64() || differ("integers differ");
+            case Type::uint64: return p.uint64() == q.uint64() || differ("integers differ");
+            case Type::real: {
+                const double u = p.real(), v = q.real();
                 return std::memcmp(&u, &v, sizeof u) == 0 || differ("doubles differ");
             }
-            case Type::STRING: return std::string_view(p) == std::string_view(q) || differ("strings differ");
-            case Type::BOOL: return bool(p) == bool(q) || differ("booleans differ");
-            case Type::NULL_VALUE: return true;
+            case Type::string: return p.string() == q.string() || differ("strings differ");
+            case Type::boolean: return p.boolean() == q.boolean() || differ("booleans differ");
+            case Type::null: return true;
         }
         return differ("unknown type");
     };

@@ -1,0 +1,171 @@
+#include "core/JsonDocument.h"
+
+#include <boost/json/basic_parser_impl.hpp>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+namespace orv::json {
+
+// Appends the parser's events to a document's nodes. A container's node is
+// placed when it opens and completed when it closes; a number's text is
+// gathered here in the rare case the parser hands it over in parts.
+class JsonDocumentBuilder {
+public:
+    static constexpr size_t max_object_size = std::numeric_limits<uint32_t>::max();
+    static constexpr size_t max_array_size = std::numeric_limits<uint32_t>::max();
+    static constexpr size_t max_key_size = std::numeric_limits<uint32_t>::max();
+    static constexpr size_t max_string_size = std::numeric_limits<uint32_t>::max();
+
+    explicit JsonDocumentBuilder(JsonDocument& document) : document_(document) {}
+
+    bool on_document_begin(boost::json::error_code&) { return true; }
+    bool on_document_end(boost::json::error_code&) { return true; }
+    bool on_array_begin(boost::json::error_code& ec) { return open(JsonType::array, ec); }
+    bool on_array_end(size_t n, boost::json::error_code&) { return close(n); }
+    bool on_object_begin(boost::json::error_code& ec) { return open(JsonType::object, ec); }
+    bool on_object_end(size_t n, boost::json::error_code&) { return close(n); }
+    bool on_string_part(boost::json::string_view s, size_t, boost::json::error_code&) { return part(s); }
+    bool on_string(boost::json::string_view s, size_t, boost::json::error_code& ec) { return string(s, ec); }
+    bool on_key_part(boost::json::string_view s, size_t, boost::json::error_code&) { return part(s); }
+    bool on_key(boost::json::string_view s, size_t, boost::json::error_code& ec) { return string(s, ec); }
+    bool on_number_part(boost::json::string_view s, boost::json::error_code&) {
+        number_.append(s.data(), s.size());
+        return true;
+    }
+    bool on_int64(int64_t i, boost::json::string_view s, boost::json::error_code& ec) {
+        // "-0" is a negative zero to the peer that wrote it.
+        if (i == 0 && text(s) == "-0") return real(-0.0);
+        number_.clear();
+        auto& node = push(JsonType::int64, ec);
+        node.i = i;
+        return true;
+    }
+    bool on_uint64(uint64_t u, boost::json::string_view, boost::json::error_code& ec) {
+        number_.clear();
+        auto& node = push(JsonType::uint64, ec);
+        node.u = u;
+        return true;
+    }
+    bool on_double(double, boost::json::string_view s, boost::json::error_code& ec) {
+        std::string_view digits = text(s);
+        double value;
+        auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        if (error == std::errc::result_out_of_range) {
+            // Past the range of a double: refused, as the peer refuses it.
+            // Below it: strtod's nearest, zero or subnormal, is the value.
+            std::string copy(digits);
+            value = std::strtod(copy.c_str(), nullptr);
+            if (std::isinf(value)) return fail(ec, boost::json::error::exponent_overflow);
+        } else if (error != std::errc() || end != digits.data() + digits.size()) {
+            return fail(ec, boost::json::error::syntax);
+        }
+        return real(value);
+    }
+    bool on_bool(bool b, boost::json::error_code& ec) {
+        push(JsonType::boolean, ec).b = b;
+        return true;
+    }
+    bool on_null(boost::json::error_code& ec) {
+        push(JsonType::null, ec).u = 0;
+        return true;
+    }
+    bool on_comment_part(boost::json::string_view, boost::json::error_code&) { return true; }
+    bool on_comment(boost::json::string_view, boost::json::error_code&) { return true; }
+
+private:
+    static bool fail(boost::json::error_code& ec, boost::json::error error) {
+        ec = error;
+        return false;
+    }
+
+    // The whole text of the number now ending, given its last part.
+    std::string_view text(boost::json::string_view last) {
+        if (number_.empty()) return {last.data(), last.size()};
+        number_.append(last.data(), last.size());
+        return number_;
+    }
+
+    bool real(double value) {
+        number_.clear();
+        boost::json::error_code unused;
+        push(JsonType::real, unused).d = value;
+        return true;
+    }
+
+    JsonDocument::Node& push(JsonType type, boost::json::error_code&) {
+        auto& nodes = document_.nodes_;
+        auto& node = nodes.emplace_back();
+        node.type = type;
+        node.end = uint32_t(nodes.size());
+        node.size = 0;
+        return node;
+    }
+
+    bool open(JsonType type, boost::json::error_code& ec) {
+        if (document_.nodes_.size() >= std::numeric_limits<uint32_t>::max()) {
+            return fail(ec, boost::json::error::exception);
+        }
+        open_.push_back(uint32_t(document_.nodes_.size()));
+        push(type, ec).u = 0;
+        return true;
+    }
+
+    bool close(size_t n) {
+        auto& node = document_.nodes_[open_.back()];
+        open_.pop_back();
+        node.end = uint32_t(document_.nodes_.size());
+        node.size = uint32_t(n);
+        return true;
+    }
+
+    bool part(boost::json::string_view s) {
+        if (!inString_) {
+            start_ = document_.text_.size();
+            inString_ = true;
+        }
+        document_.text_.append(s.data(), s.size());
+        return true;
+    }
+
+    bool string(boost::json::string_view s, boost::json::error_code& ec) {
+        part(s);
+        inString_ = false;
+        auto& node = push(JsonType::string, ec);
+        node.offset = start_;
+        node.size = uint32_t(document_.text_.size() - start_);
+        return true;
+    }
+
+    JsonDocument& document_;
+    std::vector<uint32_t> open_;
+    std::string number_;
+    size_t start_ = 0;
+    bool inString_ = false;
+};
+
+bool JsonDocument::parse(std::string_view text, JsonElement& root, std::string& error) {
+    nodes_.clear();
+    text_.clear();
+    // A value per few bytes is the most a text can hold; records run near
+    // one per ten.
+    nodes_.reserve(text.size() / 8 + 1);
+    text_.reserve(text.size() / 2);
+    boost::json::parse_options options;
+    options.max_depth = maxDepth;
+    boost::json::basic_parser<JsonDocumentBuilder> parser(options, *this);
+    boost::json::error_code ec;
+    size_t used = parser.write_some(false, text.data(), text.size(), ec);
+    if (!ec && used < text.size()) ec = boost::json::error::extra_data;
+    if (ec) {
+        nodes_.clear();
+        error = ec.message();
+        return false;
+    }
+    root = JsonElement(this, 0);
+    return true;
+}
+
+}  // namespace orv::json
