@@ -58,6 +58,9 @@ TEST(JsonDocument, DoublesAreReadExactly) {
         ASSERT_EQ(p.root.type(), JsonType::real) << text;
         EXPECT_EQ(p.root.real(), expected) << text;
     }
+    // More digits than a double holds: the nearest double all the same.
+    Parsed longer("9.234567899856789976543E8");
+    EXPECT_EQ(longer.root.real(), 9.234567899856789976543E8);
 }
 
 TEST(JsonDocument, ANegativeZeroIsADoubleWithItsSign) {
@@ -75,6 +78,11 @@ TEST(JsonDocument, ANumberPastTheRangeOfADoubleIsRefused) {
     EXPECT_FALSE(parses("[-1e400]"));
     Parsed tiny("1e-400");
     EXPECT_EQ(tiny.root.real(), 0.0);
+    // Zero times any power of ten is zero, however large the power.
+    Parsed zero("[0e400,-0e400]");
+    auto it = zero.root.array().begin();
+    EXPECT_EQ((*it).real(), 0.0);
+    EXPECT_TRUE(std::signbit((*++it).real()));
 }
 
 TEST(JsonDocument, StringsAreUnescaped) {
