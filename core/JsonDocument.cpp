@@ -1,11 +1,9 @@
 #include "core/JsonDocument.h"
 
 #include <boost/json/basic_parser_impl.hpp>
-#include <cerrno>
-#include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <limits>
+
+#include "core/ExactDecimal.h"
 
 namespace orv::json {
 
@@ -50,20 +48,14 @@ public:
         return true;
     }
     bool on_double(double, boost::json::string_view s, boost::json::error_code& ec) {
-        std::string_view digits = text(s);
-        double value;
-        auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-        if (error == std::errc::result_out_of_range) {
-            // Past the range of a double: refused, as the peer refuses it.
-            // Below it: strtod's nearest, zero or subnormal, is the value.
-            std::string copy(digits);
-            value = std::strtod(copy.c_str(), nullptr);
-            if (std::isinf(value)) return fail(ec, boost::json::error::exponent_overflow);
-        } else if (error != std::errc() || end != digits.data() + digits.size()) {
-            return fail(ec, boost::json::error::syntax);
-        }
-        return real(value);
+        double value = 0;
+        const std::errc read = ExactDecimal::read(text(s), value);
+        if (read == std::errc()) return real(value);
+        // Past the range of a double: refused, as the peer refuses it.
+        if (read == std::errc::result_out_of_range) return fail(ec, boost::json::error::exponent_overflow);
+        return fail(ec, boost::json::error::syntax);
     }
+
     bool on_bool(bool b, boost::json::error_code& ec) {
         push(JsonType::boolean, ec).b = b;
         return true;
