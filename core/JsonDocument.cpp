@@ -21,30 +21,28 @@ public:
 
     bool on_document_begin(boost::json::error_code&) { return true; }
     bool on_document_end(boost::json::error_code&) { return true; }
-    bool on_array_begin(boost::json::error_code& ec) { return open(JsonType::array, ec); }
+    bool on_array_begin(boost::json::error_code&) { return open(JsonType::array); }
     bool on_array_end(size_t n, boost::json::error_code&) { return close(n); }
-    bool on_object_begin(boost::json::error_code& ec) { return open(JsonType::object, ec); }
+    bool on_object_begin(boost::json::error_code&) { return open(JsonType::object); }
     bool on_object_end(size_t n, boost::json::error_code&) { return close(n); }
     bool on_string_part(boost::json::string_view s, size_t, boost::json::error_code&) { return part(s); }
-    bool on_string(boost::json::string_view s, size_t, boost::json::error_code& ec) { return string(s, ec); }
+    bool on_string(boost::json::string_view s, size_t, boost::json::error_code&) { return string(s); }
     bool on_key_part(boost::json::string_view s, size_t, boost::json::error_code&) { return part(s); }
-    bool on_key(boost::json::string_view s, size_t, boost::json::error_code& ec) { return string(s, ec); }
+    bool on_key(boost::json::string_view s, size_t, boost::json::error_code&) { return string(s); }
     bool on_number_part(boost::json::string_view s, boost::json::error_code&) {
         number_.append(s.data(), s.size());
         return true;
     }
-    bool on_int64(int64_t i, boost::json::string_view s, boost::json::error_code& ec) {
+    bool on_int64(int64_t i, boost::json::string_view s, boost::json::error_code&) {
         // "-0" is a negative zero to the peer that wrote it.
         if (i == 0 && text(s) == "-0") return real(-0.0);
         number_.clear();
-        auto& node = push(JsonType::int64, ec);
-        node.i = i;
+        push(JsonType::int64).i = i;
         return true;
     }
-    bool on_uint64(uint64_t u, boost::json::string_view, boost::json::error_code& ec) {
+    bool on_uint64(uint64_t u, boost::json::string_view, boost::json::error_code&) {
         number_.clear();
-        auto& node = push(JsonType::uint64, ec);
-        node.u = u;
+        push(JsonType::uint64).u = u;
         return true;
     }
     bool on_double(double, boost::json::string_view s, boost::json::error_code& ec) {
@@ -55,13 +53,12 @@ public:
         if (read == std::errc::result_out_of_range) return fail(ec, boost::json::error::exponent_overflow);
         return fail(ec, boost::json::error::syntax);
     }
-
-    bool on_bool(bool b, boost::json::error_code& ec) {
-        push(JsonType::boolean, ec).b = b;
+    bool on_bool(bool b, boost::json::error_code&) {
+        push(JsonType::boolean).b = b;
         return true;
     }
-    bool on_null(boost::json::error_code& ec) {
-        push(JsonType::null, ec).u = 0;
+    bool on_null(boost::json::error_code&) {
+        push(JsonType::null);
         return true;
     }
     bool on_comment_part(boost::json::string_view, boost::json::error_code&) { return true; }
@@ -82,26 +79,24 @@ private:
 
     bool real(double value) {
         number_.clear();
-        boost::json::error_code unused;
-        push(JsonType::real, unused).d = value;
+        push(JsonType::real).d = value;
         return true;
     }
 
-    JsonDocument::Node& push(JsonType type, boost::json::error_code&) {
+    // A value of its own, zeroed; its container completes it if it is one.
+    // Every value takes at least a byte of the text, whose size parse()
+    // holds within 32 bits, so indexes fit.
+    JsonDocument::Node& push(JsonType type) {
         auto& nodes = document_.nodes_;
         auto& node = nodes.emplace_back();
         node.type = type;
         node.end = uint32_t(nodes.size());
-        node.size = 0;
         return node;
     }
 
-    bool open(JsonType type, boost::json::error_code& ec) {
-        if (document_.nodes_.size() >= std::numeric_limits<uint32_t>::max()) {
-            return fail(ec, boost::json::error::exception);
-        }
+    bool open(JsonType type) {
         open_.push_back(uint32_t(document_.nodes_.size()));
-        push(type, ec).u = 0;
+        push(type);
         return true;
     }
 
@@ -122,10 +117,10 @@ private:
         return true;
     }
 
-    bool string(boost::json::string_view s, boost::json::error_code& ec) {
+    bool string(boost::json::string_view s) {
         part(s);
         inString_ = false;
-        auto& node = push(JsonType::string, ec);
+        auto& node = push(JsonType::string);
         node.offset = start_;
         node.size = uint32_t(document_.text_.size() - start_);
         return true;
@@ -141,8 +136,11 @@ private:
 bool JsonDocument::parse(std::string_view text, JsonElement& root, std::string& error) {
     nodes_.clear();
     text_.clear();
-    // A value per few bytes is the most a text can hold; records run near
-    // one per ten.
+    if (text.size() >= std::numeric_limits<uint32_t>::max()) {
+        error = "the text is 4 GiB or more";
+        return false;
+    }
+    // Records run at about a value per eight bytes of text.
     nodes_.reserve(text.size() / 8 + 1);
     text_.reserve(text.size() / 2);
     boost::json::parse_options options;

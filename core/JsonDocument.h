@@ -3,9 +3,9 @@
 // A parsed JSON text, read-only: every value in one flat vector in document
 // order (a container's members follow it, and it knows where they end), its
 // strings unescaped into one buffer. Parsing is Boost.JSON's validating
-// parser; each number is then read again from its own text with
-// std::from_chars, which is exact (a date must compare equal after a round
-// trip), where the parser's own conversion is not.
+// parser; each double is then read again from its own text by
+// ExactDecimal, which rounds correctly (a date must compare equal after a
+// round trip), where the parser's own conversion does not.
 //
 // A number keeps the kind its text has: an integer that fits 64 bits is one
 // (signed when negative or when it fits int64), any other number a double,
@@ -110,7 +110,7 @@ private:
 class JsonDocument {
 public:
     // The document's root, or false with `error` set to why the text is not
-    // one JSON value. Parsing again reuses the buffers and invalidates every
+    // one JSON value (or is 4 GiB or more). Parsing again reuses the buffers and invalidates every
     // element of the previous text.
     [[nodiscard]] bool parse(std::string_view text, JsonElement& root, std::string& error);
 
