@@ -2,7 +2,10 @@
 
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -10,6 +13,21 @@
 extern char** environ;
 
 namespace orv::test {
+
+namespace {
+bool accepts(const std::filesystem::path& socketPath) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = socketPath.string();
+    if (path.size() >= sizeof address.sun_path) return false;
+    path.copy(address.sun_path, path.size());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return false;
+    const bool connected = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(fd);
+    return connected;
+}
+}  // namespace
 
 PrivateBus::PrivateBus(const TempDir& dir) {
     socket_ = dir.path() / "bus";
@@ -26,8 +44,9 @@ PrivateBus::PrivateBus(const TempDir& dir) {
     char* argv[] = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--nofork"),
                     const_cast<char*>("--nopidfile"), configArgument.data(), nullptr};
     if (posix_spawnp(&pid_, "dbus-daemon", nullptr, nullptr, argv, environ) != 0) pid_ = 0;
-    // The daemon makes its socket once it listens.
-    for (int i = 0; i < 500 && pid_ != 0 && !std::filesystem::exists(socket_); ++i) {
+    // The socket's file appears when the daemon binds it, a moment before it
+    // listens: ready is when a connection is taken.
+    for (int i = 0; i < 500 && pid_ != 0 && !(ready_ = accepts(socket_)); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 }
@@ -39,6 +58,6 @@ PrivateBus::~PrivateBus() {
     }
 }
 
-bool PrivateBus::isRunning() const { return pid_ != 0 && std::filesystem::exists(socket_); }
+bool PrivateBus::isRunning() const { return pid_ != 0 && ready_; }
 
 }  // namespace orv::test

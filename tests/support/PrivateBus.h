@@ -24,6 +24,7 @@ public:
 
 private:
     pid_t pid_ = 0;
+    bool ready_ = false;
     std::filesystem::path socket_;
 };
 
