@@ -257,6 +257,15 @@ TEST_F(UnixSocketListenerTest, ThousandMalformedFramesNeverStopTheService) {
         }
     }
     EXPECT_EQ(served, 20);
+    // The last malformed peers may still wait in the listen queue, and each
+    // one accepted there lifts the count from zero again. The queue is served
+    // in order, so once a peer that connected after all of them is answered,
+    // every one has been accepted and the count can only fall.
+    {
+        RawHelperClient last(path());
+        ASSERT_TRUE(last.request("versionWithReply:"));
+        ASSERT_TRUE(last.readReply().has_value());
+    }
     good.close();
     waitForConnections(0);
     RawHelperClient after(path());
