@@ -31,6 +31,7 @@
 #include "core/JsonCoding.h"
 #include "helper/linux/RawHelperClient.h"
 #include "support/FakeProcessSource.h"
+#include "support/ListeningSocket.h"
 #include "support/TempDir.h"
 
 namespace orv {
@@ -114,14 +115,6 @@ public:
     std::string logPath;
 };
 
-bool waitForPath(const std::string& path) {
-    for (int i = 0; i < 250; ++i) {
-        if (std::filesystem::exists(path)) return true;
-        std::this_thread::sleep_for(20ms);
-    }
-    return false;
-}
-
 bool answersVersion(RawHelperClient& client) {
     if (!client.request("versionWithReply:")) return false;
     auto reply = client.readReply(5s);
@@ -138,7 +131,7 @@ TEST(HelperProgramLoad, OutOfDescriptorsItWaitsInsteadOfSpinningAndLogsOnce) {
     test::TempDir dir;
     const std::string socket = (dir.path() / "helper.sock").string();
     HelperChild helper(dir, {helperProgram(), "--socket", socket, "--group", ownGroup()}, rlim_t(24));
-    ASSERT_TRUE(waitForPath(socket));
+    ASSERT_TRUE(test::waitUntilListening(socket));
     RawHelperClient first(socket);
     ASSERT_TRUE(answersVersion(first));
 
@@ -170,7 +163,7 @@ TEST(HelperProgramLoad, TwoThousandConnectionsHeldLeaveOthersServedAndTheHelperI
     test::TempDir dir;
     const std::string socket = (dir.path() / "helper.sock").string();
     HelperChild helper(dir, {helperProgram(), "--socket", socket, "--group", ownGroup()});
-    ASSERT_TRUE(waitForPath(socket));
+    ASSERT_TRUE(test::waitUntilListening(socket));
 
     int ready[2], go[2];
     ASSERT_EQ(::pipe2(ready, O_CLOEXEC), 0);
@@ -242,7 +235,7 @@ TEST(HelperProgramLoad, KilledUnderLoadAndStartedAgainEveryClientIsAnsweredWithi
             std::nullopt, logName);
     };
     auto helper = launch("first.log");
-    ASSERT_TRUE(waitForPath(socket));
+    ASSERT_TRUE(test::waitUntilListening(socket));
 
     constexpr int clients = 8;
     std::atomic<bool> stop{false};
@@ -293,7 +286,7 @@ TEST(HelperProgramLoad, KilledUnderLoadAndStartedAgainEveryClientIsAnsweredWithi
     std::this_thread::sleep_for(500ms);
     std::filesystem::remove(socket);
     helper = launch("second.log");
-    ASSERT_TRUE(waitForPath(socket));
+    ASSERT_TRUE(test::waitUntilListening(socket));
     restarted = true;
     for (int i = 0; i < 100 && helperAnswersAfterRestart < clients; ++i) std::this_thread::sleep_for(50ms);
     stop = true;
@@ -348,7 +341,7 @@ protected:
                                       "--ambient-caps=-all" + capabilities, helperProgram(), "--socket", socket,
                                       "--group", "root"};
         HelperChild helper(dir, args, std::nullopt, name + ".log");
-        if (!waitForPath(socket)) {
+        if (!test::waitUntilListening(socket)) {
             ADD_FAILURE() << helper.log();
             return std::nullopt;
         }

@@ -25,6 +25,7 @@
 #include "helper/linux/PeerCredentials.h"
 #include "helper/linux/RawHelperClient.h"
 #include "support/FakeProcessSource.h"
+#include "support/ListeningSocket.h"
 #include "support/NetworkNamespace.h"
 #include "support/TempDir.h"
 
@@ -81,14 +82,8 @@ public:
         return status;
     }
 
-    bool waitForSocket() {
-        for (int i = 0; i < 250; ++i) {
-            struct stat st{};
-            if (::stat(socketPath.c_str(), &st) == 0) return true;
-            std::this_thread::sleep_for(20ms);
-        }
-        return false;
-    }
+    // Listening, not only bound: a client connecting in between is refused.
+    bool waitForSocket() { return test::waitUntilListening(socketPath); }
 
     std::string log() const {
         std::ifstream in(logPath);
