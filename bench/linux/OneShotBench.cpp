@@ -91,6 +91,18 @@ double residentMB(const std::string& command) {
     return mb;
 }
 
+// "`label` N MB": what `executable` holds resident when started by
+// `command`, or why there is no figure, so that a missing tool never reads
+// as a size.
+std::string residentText(const std::string& label, const std::string& executable, const std::string& command) {
+    if (run("command -v '" + executable + "'").empty()) return label + " not installed";
+    const double mb = residentMB(command);
+    if (mb < 0) return label + " not measured (needs tmux)";
+    char size[32];
+    std::snprintf(size, sizeof size, "%.1f MB", mb);
+    return label + " " + size;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -133,16 +145,14 @@ int main(int argc, char** argv) {
     }
 
     // Resident size at the last machine size, after a few refreshes.
-    const double ours = residentMB("exec " + program + " top");
+    const std::string ours = residentText("orvantine top", program, "exec " + program + " top");
     auto config = std::filesystem::temp_directory_path() / "orvantine-bench-btop";
     std::filesystem::create_directories(config / "btop");
     std::ofstream(config / "btop" / "btop.conf") << "update_ms = 1000\n";
-    const double btop = run("command -v btop").empty()
-                            ? -1
-                            : residentMB("exec env XDG_CONFIG_HOME=" + config.string() + " btop --utf-force");
-    const double htop = run("command -v htop").empty() ? -1 : residentMB("exec htop -d 10");
-    std::printf("resident size at %zu processes: orvantine top %.1f MB, btop %.1f MB, htop %.1f MB (goal: at most btop's)\n",
-                liveProcessCount(), ours, btop, htop);
+    const std::string btop = residentText("btop", "btop", "exec env XDG_CONFIG_HOME=" + config.string() + " btop --utf-force");
+    const std::string htop = residentText("htop", "htop", "exec htop -d 10");
+    std::printf("resident size at %zu processes: %s, %s, %s (goal: at most btop's)\n", liveProcessCount(),
+                ours.c_str(), btop.c_str(), htop.c_str());
     stopChildren(children);
     return 0;
 }
