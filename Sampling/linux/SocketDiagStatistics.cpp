@@ -286,6 +286,12 @@ std::optional<std::vector<SocketDiagStatistics::SourceRef>> SocketDiagStatistics
     return candidates;
 }
 
+bool SocketDiagStatistics::ownedOrphan(const InetSocket& socket) const {
+    if (socket.inode != 0 || !socket.bytesReceived) return false;
+    auto known = known_.find(socket.cookie);
+    return known != known_.end() && known->second.pid != 0;
+}
+
 void SocketDiagStatistics::query(bool, std::function<void()> done) {
     // A socket a dump shows for the first time was made since the last
     // pass (with a dump or without: its SYN moved the counters), so the
@@ -348,9 +354,20 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
     std::vector<SourceRef> unresolved;
     std::vector<const InetSocket*> current;
     for (const auto& socket : dumped) {
-        // A socket without an inode (TIME_WAIT, orphaned) belongs to no
-        // process any more; its bytes were counted while it had one.
-        if (socket.inode == 0 || closed.contains(socket.cookie)) continue;
+        if (closed.contains(socket.cookie)) continue;
+        if (socket.inode == 0) {
+            // Closed by its process while its connection still ends: bytes
+            // left to send or its FIN unacknowledged (FIN_WAIT1, CLOSING,
+            // LAST_ACK; as long as the peer's window stays shut). One whose
+            // owner we know stays that owner's, its counts growing as the
+            // peer acknowledges the rest. One never seen with an inode has
+            // no owner to find.
+            if (ownedOrphan(socket)) {
+                present.insert(socket.cookie);
+                current.push_back(&socket);
+            }
+            continue;
+        }
         if (!options_.everyUser && socket.uid != options_.uid) continue;
         present.insert(socket.cookie);
         auto [known, inserted] = known_.try_emplace(socket.cookie);
@@ -368,9 +385,11 @@ void SocketDiagStatistics::query(bool, std::function<void()> done) {
     }
     for (size_t i = 0; i < lookedUp.size(); ++i) {
         const auto& answer = answers[i];
-        // TIME_WAIT answers for the address of a socket that closed: no
-        // inode, no process, and its bytes were counted while it had one.
-        if (answer && answer->inode != 0 && !closed.contains(lookedUp[i])) {
+        // TIME_WAIT answers for the address of a socket that closed, with no
+        // counts: its bytes were counted before, or come with its announced
+        // end. A socket closed by its process but not yet by its connection
+        // answers with its counts.
+        if (answer && !closed.contains(lookedUp[i]) && (answer->inode != 0 || ownedOrphan(*answer))) {
             current.push_back(&*answer);
         } else {
             known_.at(lookedUp[i]).moved = false;

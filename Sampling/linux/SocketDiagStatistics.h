@@ -115,6 +115,9 @@ private:
     void resolveOwners(const std::vector<SourceRef>& unresolved, bool everyProcess);
     // The sockets a lookup pass asks for; absent when there are too many.
     std::optional<std::vector<SourceRef>> lookupCandidates();
+    // A socket its process closed while its connection still ends, whose
+    // owner was found while it had a descriptor, and with its counts.
+    bool ownedOrphan(const InetSocket& socket) const;
     std::optional<uint64_t> uniquePID(int32_t pid) const;
     void deliver(SourceRef source, bool description, const Values& values);
     void deliverRemoved(SourceRef source);

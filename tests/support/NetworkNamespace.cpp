@@ -65,6 +65,32 @@ std::string NetworkNamespace::outsideAddress() const { return "10.213." + std::t
 std::string NetworkNamespace::insideAddress() const { return "10.213." + std::to_string(subnet_) + ".2"; }
 
 NetworkNamespace::Server NetworkNamespace::serve(uint16_t port, size_t reply, size_t readFirst) const {
+    return listen(port, [reply, readFirst](int connection) {
+        std::vector<char> buffer(65536, 'r');
+        size_t got = 0;
+        while (got < readFirst) {
+            ssize_t n = ::read(connection, buffer.data(), std::min(buffer.size(), readFirst - got));
+            if (n <= 0) break;
+            got += size_t(n);
+        }
+        size_t written = 0;
+        while (written < reply) {
+            ssize_t n = ::write(connection, buffer.data(), std::min(buffer.size(), reply - written));
+            if (n <= 0) break;
+            written += size_t(n);
+        }
+        while (::read(connection, buffer.data(), buffer.size()) > 0) {
+        }
+        ::close(connection);
+    });
+}
+
+NetworkNamespace::Server NetworkNamespace::serveWithoutReading(uint16_t port) const {
+    // Left open: the child is killed with its connections.
+    return listen(port, [](int) {});
+}
+
+NetworkNamespace::Server NetworkNamespace::listen(uint16_t port, const std::function<void(int)>& handle) const {
     int ready[2];
     if (::pipe(ready) != 0) return Server(-1);
     const std::string path = "/run/netns/" + name_;
@@ -86,25 +112,9 @@ NetworkNamespace::Server NetworkNamespace::serve(uint16_t port, size_t reply, si
         }
         char one = 1;
         if (::write(ready[1], &one, 1) != 1) ::_exit(4);
-        std::vector<char> buffer(65536, 'r');
         for (;;) {
             int connection = ::accept(listener, nullptr, nullptr);
-            if (connection < 0) continue;
-            size_t got = 0;
-            while (got < readFirst) {
-                ssize_t n = ::read(connection, buffer.data(), std::min(buffer.size(), readFirst - got));
-                if (n <= 0) break;
-                got += size_t(n);
-            }
-            size_t written = 0;
-            while (written < reply) {
-                ssize_t n = ::write(connection, buffer.data(), std::min(buffer.size(), reply - written));
-                if (n <= 0) break;
-                written += size_t(n);
-            }
-            while (::read(connection, buffer.data(), buffer.size()) > 0) {
-            }
-            ::close(connection);
+            if (connection >= 0) handle(connection);
         }
     }
     ::close(ready[1]);

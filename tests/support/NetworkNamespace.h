@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -48,9 +49,16 @@ public:
     // `readFirst` bytes came, writes `reply` bytes, then reads until the
     // peer stops and closes. Ready when this returns.
     Server serve(uint16_t port, size_t reply, size_t readFirst = SIZE_MAX) const;
+    // A child like serve()'s that accepts connections, holds them and never
+    // reads: a peer's sends stall once the windows fill, and the peer's
+    // socket, once closed, waits in FIN_WAIT1 with what it could not send.
+    Server serveWithoutReading(uint16_t port) const;
     static void stop(pid_t server);
 
 private:
+    // Listens in the namespace from a child that hands each connection to
+    // `handle`; ready when this returns.
+    Server listen(uint16_t port, const std::function<void(int)>& handle) const;
     NetworkNamespace(std::string name, int subnet) : name_(std::move(name)), subnet_(subnet) {}
     std::string name_;
     int subnet_ = 0;

@@ -7,8 +7,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -82,6 +84,46 @@ void awaitAcknowledged(int fd) {
 struct GatedAccounting;
 struct SettledConnection;
 
+// What a connection to a peer that never reads took before it stalled.
+struct Stalled {
+    size_t sent = 0;          // accepted by our socket
+    size_t acknowledged = 0;  // of which the peer acknowledged
+};
+
+// Sends without blocking until neither the peer's window nor our send
+// buffer takes more, then waits until what the peer acknowledged stands
+// still; nothing when sending fails or it never settles.
+std::optional<Stalled> sendUntilStalled(int fd) {
+    std::vector<char> data(65536, 's');
+    Stalled stalled;
+    for (int refused = 0; refused < 5;) {
+        ssize_t n = ::send(fd, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0) {
+            stalled.sent += size_t(n);
+            refused = 0;
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            ++refused;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        } else {
+            return std::nullopt;
+        }
+    }
+    // Our send queue holds what is unsent or unacknowledged.
+    std::optional<size_t> last;
+    for (int i = 0; i < 100; ++i) {
+        int queued = 0;
+        if (::ioctl(fd, TIOCOUTQ, &queued) != 0 || queued < 0 || size_t(queued) > stalled.sent) return std::nullopt;
+        const size_t acknowledged = stalled.sent - size_t(queued);
+        if (last == acknowledged) {
+            stalled.acknowledged = acknowledged;
+            return stalled;
+        }
+        last = acknowledged;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return std::nullopt;
+}
+
 // Sends `count` bytes and waits until the peer has acknowledged them all;
 // false when not every byte could be sent.
 bool sendAcknowledged(int fd, size_t count) {
@@ -119,8 +161,9 @@ protected:
     // and a pass that keeps the counts.
     void settleAfterConnecting(GatedAccounting& accounting);
     // A connection so settled, or nothing when the server or the
-    // connection could not be made.
-    std::unique_ptr<SettledConnection> settledConnection();
+    // connection could not be made. Without `serverReads`, to a server that
+    // never reads.
+    std::unique_ptr<SettledConnection> settledConnection(bool serverReads = true);
 
     // A query after a pass in which our process did not run: its reading is
     // the last one's. With `briefly`, it ran for less than a clock tick:
@@ -289,6 +332,34 @@ TEST_F(ProcessNetworkSamplerLive, AClosedSocketsFinalBytesLandOnAPassWithoutADum
     EXPECT_NEAR(double(after.at(::getpid()).tx), 300'000, 1);
 }
 
+// A socket its process closed lives on while it still has bytes to send
+// (FIN_WAIT1; a peer that never reads keeps it so). What its peer
+// acknowledges meanwhile is its owner's traffic now, not when the socket
+// is finally announced gone.
+TEST_F(ProcessNetworkSamplerLive, BytesASocketMovesAfterItsProcessClosedItCountAtTheNextDump) {
+    auto server = net()->serveWithoutReading(8080);
+    ASSERT_TRUE(server);
+    GatedAccounting accounting;
+    query(*accounting.sampler);
+    auto connection = connectTo(net()->insideAddress(), 8080);
+    ASSERT_TRUE(connection);
+    ++*accounting.moved;
+    auto seen = query(*accounting.sampler);  // a dump finds it and its owner
+    EXPECT_EQ(seen[::getpid()], (NetworkByteCounts{0, 0}));
+
+    auto stalled = sendUntilStalled(connection.get());
+    ASSERT_TRUE(stalled);
+    ASSERT_GT(stalled->acknowledged, 0u);
+    connection.reset();
+    const size_t dumps = accounting.statistics->dumpsMade();
+    ++*accounting.moved;
+    auto after = query(*accounting.sampler);
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps + 1);
+    EXPECT_GE(after[::getpid()].tx, stalled->acknowledged);
+    EXPECT_LE(after[::getpid()].tx, stalled->sent + 1);  // and our FIN, once sent
+    EXPECT_EQ(after[::getpid()].rx, 0u);
+}
+
 void ProcessNetworkSamplerLive::settleAfterConnecting(GatedAccounting& accounting) {
     ++*accounting.moved;
     ++*accounting.opened;
@@ -306,8 +377,9 @@ struct SettledConnection {
     FileDescriptor connection;
 };
 
-std::unique_ptr<SettledConnection> ProcessNetworkSamplerLive::settledConnection() {
-    auto settled = std::make_unique<SettledConnection>(SettledConnection{net()->serve(8080, 0), GatedAccounting(true), {}});
+std::unique_ptr<SettledConnection> ProcessNetworkSamplerLive::settledConnection(bool serverReads) {
+    auto settled = std::make_unique<SettledConnection>(SettledConnection{
+        serverReads ? net()->serve(8080, 0) : net()->serveWithoutReading(8080), GatedAccounting(true), {}});
     if (!settled->server) return nullptr;
     query(*settled->accounting.sampler);
     settled->connection = connectTo(net()->insideAddress(), 8080);
@@ -332,6 +404,24 @@ TEST_F(ProcessNetworkSamplerLive, TrafficWithoutNewConnectionsLooksUpTheSocketsO
     EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
     ASSERT_TRUE(bytes.contains(::getpid()));
     EXPECT_EQ(bytes.at(::getpid()).tx, 300'000u);
+}
+
+TEST_F(ProcessNetworkSamplerLive, BytesASocketMovesAfterItsProcessClosedItCountAtTheNextLookup) {
+    auto settled = settledConnection(false);
+    ASSERT_TRUE(settled);
+    GatedAccounting& accounting = settled->accounting;
+    const size_t dumps = accounting.statistics->dumpsMade();
+
+    auto stalled = sendUntilStalled(settled->connection.get());
+    ASSERT_TRUE(stalled);
+    ASSERT_GT(stalled->acknowledged, 0u);
+    settled->connection.reset();
+    ++*accounting.moved;
+    auto bytes = query(*accounting.sampler);  // we ran: our socket is looked up
+    EXPECT_EQ(accounting.statistics->dumpsMade(), dumps);
+    EXPECT_EQ(accounting.statistics->socketsLookedUp(), 1u);
+    EXPECT_GE(bytes[::getpid()].tx, stalled->acknowledged);
+    EXPECT_LE(bytes[::getpid()].tx, stalled->sent + 1);
 }
 
 TEST_F(ProcessNetworkSamplerLive, AProcessThatRanForLessThanATickIsLookedUpByItsRunCount) {
