@@ -1,8 +1,10 @@
 #include "support/ListeningSocket.h"
 
-#include <fstream>
-#include <sstream>
+#include <array>
 #include <thread>
+
+#include "core/FileReading.h"
+#include "core/TextDecoding.h"
 
 namespace orv::test {
 
@@ -11,38 +13,19 @@ namespace {
 // The socket accepts connections (the kernel's __SO_ACCEPTCON).
 constexpr unsigned long listeningFlag = 0x10000;
 
-std::string_view nextField(std::string_view& line) {
-    const size_t start = line.find_first_not_of(' ');
-    if (start == std::string_view::npos) {
-        line = {};
-        return {};
-    }
-    line.remove_prefix(start);
-    const size_t end = line.find(' ');
-    std::string_view field = line.substr(0, end);
-    line.remove_prefix(end == std::string_view::npos ? line.size() : end);
-    return field;
-}
-
 }  // namespace
 
 bool listensAt(std::string_view table, std::string_view path) {
     // "Num: RefCount Protocol Flags Type St Inode Path", one socket a line;
-    // the path is the rest of the line, absent for unbound sockets.
-    while (!table.empty()) {
-        const size_t newline = table.find('\n');
-        std::string_view line = table.substr(0, newline);
-        table.remove_prefix(newline == std::string_view::npos ? table.size() : newline + 1);
-        std::string_view fields[7];
-        for (auto& field : fields) field = nextField(line);
-        if (fields[6].empty() || line.size() < 2 || line.front() != ' ' || line.substr(1) != path) continue;
-        unsigned long flags = 0;
-        try {
-            flags = std::stoul(std::string(fields[3]), nullptr, 16);
-        } catch (...) {
-            continue;
-        }
-        if (flags & listeningFlag) return true;
+    // the path, absent for unbound sockets, is the rest of the line after
+    // one space, and may hold spaces of its own.
+    for (std::string_view line : TextDecoding::Lines(table)) {
+        std::array<std::string_view, 7> fields;
+        if (TextDecoding::splitFields(line, fields) < fields.size()) continue;
+        const size_t pathAt = size_t(fields[6].data() + fields[6].size() - line.data()) + 1;
+        if (pathAt > line.size() || line.substr(pathAt) != path) continue;
+        const auto flags = TextDecoding::parseNumber<unsigned long>(fields[3], 16);
+        if (flags && (*flags & listeningFlag)) return true;
     }
     return false;
 }
@@ -50,10 +33,8 @@ bool listensAt(std::string_view table, std::string_view path) {
 bool waitUntilListening(const std::string& path, std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
-        std::ifstream in("/proc/net/unix");
-        std::stringstream text;
-        text << in.rdbuf();
-        if (listensAt(text.str(), path)) return true;
+        auto table = FileReading::readSmallFile("/proc/net/unix");
+        if (table && listensAt(*table, path)) return true;
         if (std::chrono::steady_clock::now() >= deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
